@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Builds and runs the test suite in each build configuration.
+#
+#   scripts/test.sh                 # default clang asan tsan
+#   scripts/test.sh default asan    # only the named presets
+#
+# Stops at the first configuration that fails to configure, build or pass.
+set -euo pipefail
+
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+cd "${ROOT}"
+
+scripts/setup.sh
+
+if (($# > 0)); then
+    presets=("$@")
+else
+    presets=(default clang asan tsan)
+fi
+
+jobs="${QAR_TEST_JOBS:-2}"
+
+# Make every sanitizer report fatal so ctest sees it as a failure.
+export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
+if [[ -f "${ROOT}/tests/tsan.supp" ]]; then
+    TSAN_OPTIONS+=" suppressions=${ROOT}/tests/tsan.supp"
+fi
+export TSAN_OPTIONS
+
+for preset in "${presets[@]}"; do
+    case "${preset}" in
+        clang | fuzz)
+            if ! command -v clang++ >/dev/null 2>&1; then
+                echo "==> [${preset}] skipped: clang++ not found"
+                continue
+            fi
+            ;;
+    esac
+
+    echo "==> [${preset}] configure"
+    cmake --preset "${preset}"
+    echo "==> [${preset}] build"
+    cmake --build --preset "${preset}"
+    echo "==> [${preset}] test"
+    ctest --preset "${preset}" --parallel "${jobs}"
+done
+
+echo "==> all passed: ${presets[*]}"
