@@ -1,0 +1,211 @@
+// AServiceManager_*: look-ups connect to the instance's socket in the service directory. One live
+// connection per instance is reused, so repeated look-ups give the same proxy while it lives.
+#include <android/binder_manager.h>
+#include <hostbinder/control.h>
+
+#include <errno.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "binder_internal.h"
+#include "connection.h"
+#include "service_dir.h"
+#include "service_manager.h"
+#include "service_registry.h"
+#include "thread_annotations.h"
+#include "unique_fd.h"
+
+namespace hostbinder {
+namespace {
+
+constexpr auto kPollInterval = std::chrono::milliseconds(10);
+// How long getService waits for a service to come up, as on a device.
+constexpr auto kGetServiceTimeout = std::chrono::seconds(5);
+
+struct Counters {
+    std::atomic<uint64_t> isDeclared{0};
+    std::atomic<uint64_t> checkService{0};
+    std::atomic<uint64_t> getService{0};
+    std::atomic<uint64_t> waitForService{0};
+    std::atomic<uint64_t> addService{0};
+};
+
+struct ServiceManagerState {
+    Mutex lock;
+    // Socket path -> the root proxy last handed out for it (one weak reference each).
+    std::map<std::string, RefControl*> proxies GUARDED_BY(lock);
+    std::set<std::string> declared GUARDED_BY(lock);
+    Counters counters;
+};
+
+ServiceManagerState& state() {
+    // Leaked: runtime threads may use it while static destructors execute at exit.
+    static ServiceManagerState* const instance = new ServiceManagerState;
+    return *instance;
+}
+
+// The root proxy last handed out for `path` (new strong reference; it may be dead), or null.
+AIBinder* cachedProxy(ServiceManagerState& s, const std::string& path) REQUIRES(s.lock) {
+    auto it = s.proxies.find(path);
+    if (it == s.proxies.end() || !it->second->tryIncStrong()) return nullptr;
+    return it->second->object();
+}
+
+UniqueFd connectTo(const std::string& path) {
+    UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.ok()) return UniqueFd();
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    int rc;
+    do {
+        rc = connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    } while (rc != 0 && errno == EINTR);
+    if (rc != 0) return UniqueFd();
+    return socket;
+}
+
+// checkService without counting: a proxy for the running service, or null.
+AIBinder* lookUp(const char* instance) {
+    const std::string path = socketPath(serviceDir(), instance);
+    if (path.empty()) return nullptr;
+    ServiceManagerState& s = state();
+
+    AIBinder* cached = nullptr;
+    {
+        MutexLock lock(s.lock);
+        cached = cachedProxy(s, path);
+    }
+    if (cached != nullptr) {
+        if (cached->isAlive()) return cached;
+        cached->mRefs->decStrong();
+    }
+
+    UniqueFd socket = connectTo(path);
+    if (!socket.ok()) return nullptr;
+    auto connection = Connection::create(std::move(socket), Connection::Role::kClient);
+    if (connection == nullptr) return nullptr;
+    connection->start();
+    AIBinder* proxy = connection->importRoot();
+
+    AIBinder* winner = nullptr;
+    RefControl* stale = nullptr;
+    {
+        MutexLock lock(s.lock);
+        winner = cachedProxy(s, path);
+        if (winner == nullptr || !winner->isAlive()) {
+            proxy->mRefs->incWeak();
+            auto& slot = s.proxies[path];
+            stale = slot;
+            slot = proxy->mRefs;
+        }
+    }
+    if (stale != nullptr) stale->decWeak();
+    if (winner != nullptr && winner->isAlive()) {
+        // Another thread connected first; ours closes itself once its proxy is gone.
+        proxy->mRefs->decStrong();
+        return winner;
+    }
+    if (winner != nullptr) winner->mRefs->decStrong();
+    return proxy;
+}
+
+template <typename Clock>
+AIBinder* pollFor(const char* instance, const typename Clock::time_point* deadline) {
+    for (;;) {
+        if (AIBinder* binder = lookUp(instance)) return binder;
+        if (deadline != nullptr && Clock::now() >= *deadline) return nullptr;
+        std::this_thread::sleep_for(kPollInterval);
+    }
+}
+
+std::string trim(const std::string& line) {
+    const char* whitespace = " \t\r\n\f\v";
+    const size_t begin = line.find_first_not_of(whitespace);
+    if (begin == std::string::npos) return std::string();
+    const size_t end = line.find_last_not_of(whitespace);
+    return line.substr(begin, end - begin + 1);
+}
+
+bool listedInManifest(const std::string& instance) {
+    std::ifstream manifest(serviceDir() + "/manifest");
+    std::string line;
+    while (std::getline(manifest, line)) {
+        if (trim(line) == instance) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void declareInstance(const char* instance) {
+    if (instance == nullptr) return;
+    ServiceManagerState& s = state();
+    MutexLock lock(s.lock);
+    s.declared.insert(instance);
+}
+
+void undeclareInstance(const char* instance) {
+    if (instance == nullptr) return;
+    ServiceManagerState& s = state();
+    MutexLock lock(s.lock);
+    s.declared.erase(instance);
+}
+
+void lookupCounts(HostBinderLookupCounts* out) {
+    const Counters& c = state().counters;
+    out->isDeclared = c.isDeclared.load(std::memory_order_relaxed);
+    out->checkService = c.checkService.load(std::memory_order_relaxed);
+    out->getService = c.getService.load(std::memory_order_relaxed);
+    out->waitForService = c.waitForService.load(std::memory_order_relaxed);
+    out->addService = c.addService.load(std::memory_order_relaxed);
+}
+
+}  // namespace hostbinder
+
+using hostbinder::state;
+
+binder_exception_t AServiceManager_addService(AIBinder* binder, const char* instance) {
+    state().counters.addService.fetch_add(1, std::memory_order_relaxed);
+    return hostbinder::publishService(binder, instance);
+}
+
+AIBinder* AServiceManager_checkService(const char* instance) {
+    state().counters.checkService.fetch_add(1, std::memory_order_relaxed);
+    return hostbinder::lookUp(instance);
+}
+
+AIBinder* AServiceManager_getService(const char* instance) {
+    state().counters.getService.fetch_add(1, std::memory_order_relaxed);
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + hostbinder::kGetServiceTimeout;
+    return hostbinder::pollFor<Clock>(instance, &deadline);
+}
+
+AIBinder* AServiceManager_waitForService(const char* instance) {
+    state().counters.waitForService.fetch_add(1, std::memory_order_relaxed);
+    // A name that can never be published would block forever.
+    if (hostbinder::socketPath(hostbinder::serviceDir(), instance).empty()) return nullptr;
+    return hostbinder::pollFor<std::chrono::steady_clock>(instance, nullptr);
+}
+
+bool AServiceManager_isDeclared(const char* instance) {
+    hostbinder::ServiceManagerState& s = state();
+    s.counters.isDeclared.fetch_add(1, std::memory_order_relaxed);
+    if (instance == nullptr) return false;
+    {
+        hostbinder::MutexLock lock(s.lock);
+        if (s.declared.count(instance) != 0) return true;
+    }
+    return hostbinder::listedInManifest(instance);
+}

@@ -1,0 +1,230 @@
+// Binder objects travelling inside calls: callbacks are served on runtime threads (so a caller
+// blocked in a call can still be called back), they live exactly as long as a peer holds them, and
+// an object that comes back to the process that exported it is that process's own object again.
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
+
+#include "support/echo_jorv.h"
+#include "support/jorv_endpoint.h"
+#include "support/mirror.h"
+#include "support/recording_callback.h"
+#include "support/test_env.h"
+
+namespace hbtest {
+namespace {
+
+using jorv::IJorvCallback;
+using jorv::JorvRequestData;
+using jorv::JorvRequestParcel;
+
+std::vector<int32_t> ids(const std::vector<JorvRequestData>& data) {
+    std::vector<int32_t> out;
+    for (const auto& d : data) out.push_back(d.id);
+    return out;
+}
+
+// Opens the gate when leaving scope, so a failed assertion never leaves a thread blocked on it.
+struct OpenOnExit {
+    std::shared_ptr<Gate> gate;
+    ~OpenOnExit() { gate->open(); }
+};
+
+class CallbackTest : public JorvEndpointTest {};
+
+TEST_P(CallbackTest, NestedCallbackRunsOnARuntimeThreadBeforeTheCallReturns) {
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    int32_t ret = 0;
+    ndk::ScopedAStatus st = jorv_->thermalListeningRegister({5, 6, 7}, cb, &ret);
+    ASSERT_TRUE(st.isOk()) << st.getDescription();
+    EXPECT_EQ(ret, 3);
+    const auto got = cb->deliveries();
+    ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
+    EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
+    EXPECT_EQ(got[0].data[2].intValue, 2);
+    EXPECT_NE(got[0].thread, std::this_thread::get_id()) << "callbacks never run on the caller";
+    EXPECT_EQ(got[0].callingPid, service_pid_);
+}
+
+TEST_P(CallbackTest, CallbackInsideAParcelableField) {
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    JorvRequestParcel p;
+    p.param0 = 31;
+    p.callback = cb;
+    ASSERT_TRUE(jorv_->requestOneWay(p).isOk());
+    ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));
+    EXPECT_EQ(ids(cb->deliveries()[0].data), std::vector<int32_t>{31});
+}
+
+TEST_P(CallbackTest, CallbackCanCallTheServiceAgain) {
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    std::weak_ptr<jorv::IJorv> weakJorv = jorv_;
+    auto innerResult = std::make_shared<std::atomic<int32_t>>(0);
+    cb->setHook([weakJorv, innerResult](const auto&) {
+        auto jorv = weakJorv.lock();
+        int32_t r = 0;
+        ndk::ScopedAStatus st = jorv ? jorv->release(77, &r)
+                                     : ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
+        innerResult->store(r);
+        return st;
+    });
+    auto outerResult = std::make_shared<std::atomic<int32_t>>(0);
+    auto jorv = jorv_;
+    Async call([jorv, cb, outerResult] {
+        int32_t r = 0;
+        ndk::ScopedAStatus st = jorv->thermalListeningRegister({1}, cb, &r);
+        EXPECT_TRUE(st.isOk()) << st.getDescription();
+        outerResult->store(r);
+    });
+    ASSERT_TRUE(call.waitDone()) << "call -> callback -> call deadlocked";
+    EXPECT_EQ(outerResult->load(), 1);
+    EXPECT_EQ(innerResult->load(), 77);
+    cb->setHook(nullptr);
+}
+
+TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
+    auto gate = std::make_shared<Gate>();
+    OpenOnExit opener{gate};
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    cb->setHook([gate](const auto&) {
+        gate->wait(kLongTimeout);
+        return ndk::ScopedAStatus::ok();
+    });
+    auto jorv = jorv_;
+    Async slow([jorv, cb] {
+        int32_t r = 0;
+        EXPECT_TRUE(jorv->thermalListeningRegister({1}, cb, &r).isOk());
+    });
+    ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));  // service is now inside the callback
+
+    Async other([jorv] {
+        int32_t r = 0;
+        EXPECT_TRUE(jorv->release(8, &r).isOk());
+        EXPECT_EQ(r, 8);
+    });
+    EXPECT_TRUE(other.waitDone()) << "one blocked call stalled every other call";
+    EXPECT_FALSE(slow.done());
+    gate->open();
+    EXPECT_TRUE(slow.waitDone());
+}
+
+TEST_P(CallbackTest, ObjectLivesWhileThePeerHoldsItAndDiesWhenItLetsGo) {
+    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    auto goodbyes = std::make_shared<std::atomic<int>>(0);
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
+    cb->setHook([goodbyes](const std::vector<JorvRequestData>& data) {
+        if (!data.empty() && data[0].id == EchoJorv::kGoodbyeId) goodbyes->fetch_add(1);
+        return ndk::ScopedAStatus::ok();
+    });
+    JorvRequestParcel p;
+    p.dataList = {record(1)};
+    int32_t handle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
+    ASSERT_EQ(cb->count(), 1u);
+
+    cb.reset();
+    EXPECT_FALSE(destroyed->load()) << "destroyed while the service still holds it";
+
+    int32_t ret = -2;
+    ndk::ScopedAStatus st = jorv_->listeningUnregister(handle, &ret);
+    ASSERT_TRUE(st.isOk()) << "the held callback could not be called: " << st.getDescription();
+    EXPECT_EQ(ret, 0);
+    EXPECT_EQ(goodbyes->load(), 1);
+    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+            << "still alive after the service dropped its last reference";
+}
+
+TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
+    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
+    JorvRequestParcel p;
+    int32_t handle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
+    cb.reset();
+    EXPECT_FALSE(destroyed->load());
+
+    if (child_) {
+        child_->kill();
+    } else {
+        // The published object is then owned only by the runtime, which releases it (and the
+        // callback it stored) when the service is killed.
+        local_service_.reset();
+        ASSERT_EQ(local_.kill(instance_), STATUS_OK);
+    }
+    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+            << "still alive after its only holder went away";
+}
+
+TEST_P(CallbackTest, LocalObjectComesBackAsItself) {
+    const std::string mirrorName = mirror::instanceFor(instance_);
+    std::unique_ptr<ChildService> mirrorChild;
+    if (child_) {
+        // A second helper with the mirror; this fixture's child has none.
+        child_.reset();
+        mirrorChild = std::make_unique<ChildService>(instance_, dir(),
+                                                     ChildService::Options{/*mirror=*/true});
+        ASSERT_TRUE(mirrorChild->start());
+    } else {
+        ASSERT_TRUE(local_.publish(mirror::newMirror(), mirrorName));
+    }
+    ndk::SpAIBinder remoteMirror(AServiceManager_checkService(mirrorName.c_str()));
+    ASSERT_NE(remoteMirror.get(), nullptr);
+    EXPECT_TRUE(AIBinder_isRemote(remoteMirror.get()));
+
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    mirror::Reflection r = mirror::reflect(remoteMirror.get(), cb->asBinder().get());
+    ASSERT_EQ(r.status, STATUS_OK);
+    EXPECT_TRUE(r.peerGotProxy) << "the peer must get a proxy";
+    ASSERT_NE(r.back.get(), nullptr);
+    EXPECT_EQ(r.back.get(), cb->asBinder().get());
+    EXPECT_FALSE(AIBinder_isRemote(r.back.get()));
+    EXPECT_EQ(IJorvCallback::fromBinder(r.back), cb);
+
+    mirror::Reflection none = mirror::reflect(remoteMirror.get(), nullptr);
+    ASSERT_EQ(none.status, STATUS_OK);
+    EXPECT_FALSE(none.peerGotProxy);
+    EXPECT_EQ(none.back.get(), nullptr);
+}
+
+// A proxy handed to a different service than the one it belongs to: the receiver can hold it,
+// and when it comes back the sender gets its very same proxy, still working.
+TEST_P(CallbackTest, ProxyPassedToAnotherServiceComesBackAsTheSameProxy) {
+    const std::string mirrorName = mirror::instanceFor(instance_);
+    std::unique_ptr<ChildService> helper;
+    if (child_) {
+        child_.reset();
+        helper = std::make_unique<ChildService>(instance_, dir(),
+                                                ChildService::Options{/*mirror=*/true});
+        ASSERT_TRUE(helper->start());
+    } else {
+        ASSERT_TRUE(local_.publish(mirror::newMirror(), mirrorName));
+    }
+    ndk::SpAIBinder remoteMirror(AServiceManager_checkService(mirrorName.c_str()));
+    ndk::SpAIBinder jorvBinder(AServiceManager_checkService(instance_.c_str()));
+    ASSERT_NE(remoteMirror.get(), nullptr);
+    ASSERT_NE(jorvBinder.get(), nullptr);
+
+    mirror::Reflection r = mirror::reflect(remoteMirror.get(), jorvBinder.get());
+    ASSERT_EQ(r.status, STATUS_OK);
+    EXPECT_EQ(r.back.get(), jorvBinder.get());
+    auto jorv = jorv::IJorv::fromBinder(r.back);
+    ASSERT_NE(jorv, nullptr);
+    int32_t ret = 0;
+    ASSERT_TRUE(jorv->release(4, &ret).isOk());
+    EXPECT_EQ(ret, 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Where, CallbackTest,
+                         ::testing::Values(Where::kInProcess, Where::kChildProcess), whereName);
+
+}  // namespace
+}  // namespace hbtest

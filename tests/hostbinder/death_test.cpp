@@ -1,0 +1,350 @@
+// Service death and the service manager: death notifications (once per link, off the caller's
+// thread, then unlinked), dead proxies, restarts, killService, stale sockets, isDeclared.
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
+#include <hostbinder/control.h>
+
+#include "support/echo_jorv.h"
+#include "support/recording_callback.h"
+#include "support/test_env.h"
+
+namespace hbtest {
+namespace {
+
+using jorv::IJorv;
+using jorv::JorvRequestParcel;
+
+// Cookie of a death link: what fired, in which order, on which thread.
+struct DeathProbe {
+    std::atomic<int> died{0};
+    std::atomic<int> unlinked{0};
+    std::mutex mu;
+    std::vector<std::string> events;
+    std::thread::id diedOn;
+
+    static void onDied(void* cookie) {
+        auto* p = static_cast<DeathProbe*>(cookie);
+        {
+            std::lock_guard<std::mutex> lock(p->mu);
+            p->events.push_back("died");
+            p->diedOn = std::this_thread::get_id();
+        }
+        p->died.fetch_add(1);
+    }
+    static void onUnlinked(void* cookie) {
+        auto* p = static_cast<DeathProbe*>(cookie);
+        {
+            std::lock_guard<std::mutex> lock(p->mu);
+            p->events.push_back("unlinked");
+        }
+        p->unlinked.fetch_add(1);
+    }
+    std::vector<std::string> history() {
+        std::lock_guard<std::mutex> lock(mu);
+        return events;
+    }
+    std::thread::id diedThread() {
+        std::lock_guard<std::mutex> lock(mu);
+        return diedOn;
+    }
+};
+
+ndk::ScopedAIBinder_DeathRecipient newRecipient() {
+    ndk::ScopedAIBinder_DeathRecipient r(AIBinder_DeathRecipient_new(DeathProbe::onDied));
+    AIBinder_DeathRecipient_setOnUnlinked(r.get(), DeathProbe::onUnlinked);
+    return r;
+}
+
+int32_t servicePid(IJorv& jorv) {
+    JorvRequestParcel p;
+    p.requestType = EchoJorv::kServicePid;
+    int32_t pid = -1;
+    return jorv.request(p, &pid).isOk() ? pid : -1;
+}
+
+const std::vector<std::string> kDiedThenUnlinked = {"died", "unlinked"};
+
+// Each test declares its probes before recipients and proxies, so the probes outlive both.
+class DeathTest : public HostBinderTest {};
+
+class ChildDeathTest : public DeathTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(ChildDeathTest, ProxyDiesAndRecipientFiresOnceOffTheCallingThread) {
+    DeathProbe probe;
+    ChildService child(jorvInstance(), dir());
+    ASSERT_TRUE(child.start());
+    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
+    ASSERT_NE(binder.get(), nullptr);
+    auto jorv = IJorv::fromBinder(binder);
+    ASSERT_NE(jorv, nullptr);
+    auto recipient = newRecipient();
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
+    EXPECT_TRUE(AIBinder_isAlive(binder.get()));
+
+    child.kill(GetParam());
+
+    // The first call after the process is gone already fails, and with the right code.
+    int32_t ret = 0;
+    ndk::ScopedAStatus st = jorv->release(1, &ret);
+    EXPECT_EQ(st.getExceptionCode(), EX_TRANSACTION_FAILED);
+    EXPECT_EQ(st.getStatus(), STATUS_DEAD_OBJECT) << st.getDescription();
+
+    ASSERT_TRUE(waitFor([&] { return probe.unlinked.load() == 1; }));
+    EXPECT_EQ(probe.history(), kDiedThenUnlinked);
+    EXPECT_NE(probe.diedThread(), std::this_thread::get_id());
+    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
+    EXPECT_EQ(AIBinder_ping(binder.get()), STATUS_DEAD_OBJECT);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
+    }
+    auto late = newRecipient();
+    DeathProbe lateProbe;
+    EXPECT_EQ(AIBinder_linkToDeath(binder.get(), late.get(), &lateProbe), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(probe.died.load(), 1) << "a recipient fired more than once";
+    EXPECT_EQ(lateProbe.died.load(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signal, ChildDeathTest, ::testing::Values(SIGKILL, SIGTERM),
+                         [](const auto& info) {
+                             return std::string(info.param == SIGKILL ? "Kill" : "Term");
+                         });
+
+TEST_F(DeathTest, EveryLinkFiresOnceWithoutAnyCall) {
+    DeathProbe a1, a2, b, removed;
+    ChildService child(jorvInstance(), dir());
+    ASSERT_TRUE(child.start());
+    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
+    ASSERT_NE(binder.get(), nullptr);
+    auto ra = newRecipient();
+    auto rb = newRecipient();
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), ra.get(), &a1), STATUS_OK);
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), ra.get(), &a2), STATUS_OK);
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), rb.get(), &b), STATUS_OK);
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
+    ASSERT_EQ(AIBinder_unlinkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
+    const int unlinkedBefore = removed.unlinked.load();
+
+    child.kill();  // nothing is called on the proxy: the runtime has to notice by itself
+
+    ASSERT_TRUE(waitFor([&] {
+        return a1.unlinked.load() == 1 && a2.unlinked.load() == 1 && b.unlinked.load() == 1;
+    }));
+    EXPECT_EQ(a1.history(), kDiedThenUnlinked);
+    EXPECT_EQ(a2.history(), kDiedThenUnlinked);
+    EXPECT_EQ(b.history(), kDiedThenUnlinked);
+    EXPECT_EQ(removed.died.load(), 0) << "an unlinked recipient fired";
+    EXPECT_EQ(removed.unlinked.load(), unlinkedBefore);
+    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
+}
+
+TEST_F(DeathTest, DeletedRecipientNeverFires) {
+    DeathProbe probe;
+    ChildService child(jorvInstance(), dir());
+    ASSERT_TRUE(child.start());
+    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
+    ASSERT_NE(binder.get(), nullptr);
+    {
+        auto recipient = newRecipient();
+        ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
+    }
+    child.kill();
+    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); }));
+    EXPECT_EQ(probe.died.load(), 0);
+}
+
+TEST_F(DeathTest, LinkToDeathOnALocalObjectIsInvalid) {
+    DeathProbe probe;
+    auto echo = ndk::SharedRefBase::make<EchoJorv>();
+    ndk::SpAIBinder local = echo->asBinder();
+    auto recipient = newRecipient();
+    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient.get(), &probe),
+              STATUS_INVALID_OPERATION);
+    EXPECT_TRUE(AIBinder_isAlive(local.get()));
+    EXPECT_FALSE(AIBinder_isRemote(local.get()));
+}
+
+TEST_F(DeathTest, InFlightCallFailsWhenTheServiceDies) {
+    ChildService child(jorvInstance(), dir());
+    ASSERT_TRUE(child.start());
+    auto jorv = IJorv::fromBinder(
+            ndk::SpAIBinder(AServiceManager_checkService(child.instance().c_str())));
+    ASSERT_NE(jorv, nullptr);
+    auto gate = std::make_shared<Gate>();
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    cb->setHook([gate](const auto&) {
+        gate->wait(kLongTimeout);
+        return ndk::ScopedAStatus::ok();
+    });
+    auto status = std::make_shared<std::atomic<int32_t>>(STATUS_OK);
+    Async call([jorv, cb, status] {
+        int32_t r = 0;
+        status->store(jorv->thermalListeningRegister({1}, cb, &r).getStatus());
+    });
+    ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));  // the child waits on our callback
+    child.kill();
+    EXPECT_TRUE(call.waitDone()) << "a call stayed blocked after its service died";
+    EXPECT_EQ(status->load(), STATUS_DEAD_OBJECT);
+    gate->open();
+}
+
+TEST_F(DeathTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
+    const std::string instance = jorvInstance();
+    EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
+    {
+        ChildService child(instance, dir());
+        ASSERT_TRUE(child.start());
+    }  // killed: its socket file stays behind
+    EXPECT_FALSE(socketsIn(dir()).empty()) << "expected the dead child's socket to remain";
+    EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
+}
+
+TEST_F(DeathTest, GetServiceGivesUpOnAMissingService) {
+    AIBinder* b = AServiceManager_getService(jorvInstance("absent").c_str());
+    EXPECT_EQ(b, nullptr);
+    if (b != nullptr) AIBinder_decStrong(b);
+}
+
+TEST_F(DeathTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
+    const std::string instance = jorvInstance();
+    ChildService child(instance, dir());
+    ASSERT_TRUE(child.start());
+    const pid_t firstPid = child.pid();
+    child.kill();  // leaves a stale socket, which must not satisfy the wait
+
+    struct Shared {
+        std::atomic<bool> entered{false};
+        std::atomic<int32_t> pid{-1};
+    };
+    auto shared = std::make_shared<Shared>();
+    Async waiter([shared, instance] {
+        shared->entered = true;
+        auto jorv = IJorv::fromBinder(
+                ndk::SpAIBinder(AServiceManager_waitForService(instance.c_str())));
+        if (jorv) shared->pid = servicePid(*jorv);
+    });
+    ASSERT_TRUE(waitFor([&] { return shared->entered.load(); }));
+    EXPECT_FALSE(waiter.done());
+
+    ASSERT_TRUE(child.start());
+    ASSERT_TRUE(waiter.waitDone());
+    EXPECT_EQ(shared->pid.load(), child.pid());
+    EXPECT_NE(child.pid(), firstPid);
+}
+
+TEST_F(DeathTest, AddServiceReplacesTheSocketOfADeadProcess) {
+    const std::string instance = jorvInstance();
+    {
+        ChildService child(instance, dir());
+        ASSERT_TRUE(child.start());
+    }
+    auto echo = ndk::SharedRefBase::make<EchoJorv>();
+    ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
+    auto jorv = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
+    ASSERT_NE(jorv, nullptr);
+    EXPECT_EQ(servicePid(*jorv), getpid());
+}
+
+TEST_F(DeathTest, KillServiceKillsAnInProcessServiceForItsClients) {
+    DeathProbe probe;
+    const std::string instance = jorvInstance();
+    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    {
+        auto echo = ndk::SharedRefBase::make<EchoJorv>(destroyed);
+        ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
+    }  // from here on the runtime owns the service object
+    ndk::SpAIBinder binder(AServiceManager_checkService(instance.c_str()));
+    ASSERT_NE(binder.get(), nullptr);
+    auto jorv = IJorv::fromBinder(binder);
+    ASSERT_NE(jorv, nullptr);
+    auto recipient = newRecipient();
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
+    int32_t ret = 0;
+    ASSERT_TRUE(jorv->release(1, &ret).isOk());
+    EXPECT_FALSE(destroyed->load());
+
+    ASSERT_EQ(local_.kill(instance), STATUS_OK);
+
+    ASSERT_TRUE(waitFor([&] { return probe.unlinked.load() == 1; }));
+    EXPECT_EQ(probe.history(), kDiedThenUnlinked);
+    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
+    EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
+    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+            << "the runtime kept the killed service's object";
+    EXPECT_EQ(HostBinder_killService(instance.c_str()), STATUS_NAME_NOT_FOUND);
+
+    // The name can be published again, and the new object serves.
+    auto again = ndk::SharedRefBase::make<EchoJorv>();
+    ASSERT_TRUE(local_.publish(again->asBinder(), instance));
+    auto jorv2 = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
+    ASSERT_NE(jorv2, nullptr);
+    ASSERT_TRUE(jorv2->release(2, &ret).isOk());
+    EXPECT_EQ(ret, 2);
+    EXPECT_EQ(again->calls(), 1);
+}
+
+TEST_F(DeathTest, KillServiceOfAnUnknownInstance) {
+    EXPECT_EQ(HostBinder_killService(jorvInstance("never-published").c_str()),
+              STATUS_NAME_NOT_FOUND);
+}
+
+// --- isDeclared -----------------------------------------------------------------------------
+
+TEST_F(DeathTest, IsDeclaredReadsTheManifest) {
+    const std::string listed = jorvInstance("default");
+    dir_.writeManifest({listed, "vendor.vemra.other.IOther/x"});
+    struct Case {
+        std::string instance;
+        bool declared;
+    };
+    const Case cases[] = {
+            {listed, true},
+            {"vendor.vemra.other.IOther/x", true},
+            {jorvInstance("missing"), false},
+            {listed.substr(0, listed.size() - 1), false},  // a prefix is a different name
+            {listed + "2", false},
+            {"", false},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(AServiceManager_isDeclared(c.instance.c_str()), c.declared) << c.instance;
+    }
+}
+
+TEST_F(DeathTest, IsDeclaredToleratesBlankLinesAndNoFinalNewline) {
+    {
+        std::ofstream out(dir() + "/manifest", std::ios::trunc);
+        out << "first/a\n\nsecond/b";
+    }
+    EXPECT_TRUE(AServiceManager_isDeclared("first/a"));
+    EXPECT_TRUE(AServiceManager_isDeclared("second/b"));
+    EXPECT_FALSE(AServiceManager_isDeclared("first/"));
+}
+
+TEST_F(DeathTest, IsDeclaredByTheControlApiAndNotByPublishing) {
+    const std::string name = jorvInstance("declared-at-runtime");
+    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
+    HostBinder_declareInstance(name.c_str());
+    EXPECT_TRUE(AServiceManager_isDeclared(name.c_str()));
+    HostBinder_undeclareInstance(name.c_str());
+    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
+
+    const std::string running = jorvInstance("running-undeclared");
+    auto echo = ndk::SharedRefBase::make<EchoJorv>();
+    ASSERT_TRUE(local_.publish(echo->asBinder(), running));
+    EXPECT_FALSE(AServiceManager_isDeclared(running.c_str()));
+}
+
+}  // namespace
+}  // namespace hbtest

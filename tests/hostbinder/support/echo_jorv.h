@@ -1,0 +1,300 @@
+// EchoJorv: the IJorv test service, run in-process by tests and in the helper service binary.
+// Its answers are deterministic functions of the arguments so a client can check that every
+// argument arrived intact. Header-only so the helper binary needs no support sources.
+//
+//   init(), reserved10()            ok
+//   request(p)                      p.param0 + p.dataList.size(), or by p.requestType:
+//                                     kCallingPid   AIBinder_getCallingPid() (-1 if
+//                                                   IPCThreadState disagrees)
+//                                     kCallingUid   AIBinder_getCallingUid()
+//                                     kServicePid   getpid() of the serving process
+//                                     kServiceSpecific / kIllegalState / kFailedTransaction /
+//                                     kBadValue     the matching error status
+//   release(h)                      h
+//   stateRequest(p)                 p.dataList with the first `extra` = render(p); or, for
+//                                   kOneWayLog, one record per requestOneWay so far (id=param0)
+//   listeningRegister(p, cb)        stores cb, calls cb->onCallback(p.dataList), returns a handle
+//   listeningUnregister(h)          calls the stored cb with one record {id=kGoodbyeId}, drops
+//                                   it; 0, or -1 for an unknown handle
+//   propertyGet(n)                  n + "|" + n.size()
+//   propertySet(n, v)               n.size() * 1000 + v.size()
+//   thermalListeningRegister(ids,cb) cb->onCallback({id=ids[i], intValue=i}...) before
+//                                   returning ids.size(); a failed callback's status is returned
+//   thermalListeningUnregister(h)   h
+//   setRelatedSysInfo(a, info)      a - info.size()
+//   ruleCtl(r, s, d)                r * 100 + s + d.size()
+//   requestOneWay(p)                appends p.param0 to the one-way log; then, if p.callback is
+//                                   set, calls it with {id=p.param0}
+#pragma once
+
+#include <unistd.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
+#include <android/binder_ibinder.h>
+#include <binder/IPCThreadState.h>
+
+namespace hbtest {
+
+namespace jorv = ::aidl::vendor::vemra::hardware::jorv;
+
+// Unambiguous renderings (null differs from empty, lengths included) that do not depend on the
+// interface library's toString and show a binder field only as present or absent.
+inline std::string render(const std::optional<std::string>& s) {
+    return s ? "\"" + *s + "\"#" + std::to_string(s->size()) : std::string("null");
+}
+
+inline std::string render(const jorv::JorvRequestData& d) {
+    return "{id=" + std::to_string(d.id) + " int=" + std::to_string(d.intValue) +
+           " value=" + render(d.value) + " path=" + render(d.path) + " extra=" + render(d.extra) +
+           "}";
+}
+
+inline std::string render(const std::vector<jorv::JorvRequestData>& list) {
+    std::string out = "[" + std::to_string(list.size()) + ":";
+    for (const auto& d : list) out += render(d);
+    return out + "]";
+}
+
+inline std::string render(const jorv::JorvRequestParcel& p) {
+    std::string out = "{type=" + std::to_string(p.requestType) + " data=" + render(p.dataList) +
+                      " flag=" + (p.flag ? "true" : "false") + " p3=" + std::to_string(p.param3) +
+                      " p5=" + std::to_string(p.param5) + " p1=" + std::to_string(p.param1) +
+                      " paths=";
+    if (p.paths) {
+        out += "[" + std::to_string(p.paths->size()) + ":";
+        for (const auto& s : *p.paths) out += render(s) + ",";
+        out += "]";
+    } else {
+        out += "null";
+    }
+    out += " p0=" + std::to_string(p.param0) + " cb=" + (p.callback ? "set" : "null") +
+           " t1=" + render(p.text1) + " t2=" + render(p.text2) + " numbers=";
+    if (p.numbers) {
+        out += "[" + std::to_string(p.numbers->size()) + ":";
+        for (int32_t n : *p.numbers) out += std::to_string(n) + ",";
+        out += "]";
+    } else {
+        out += "null";
+    }
+    return out + "}";
+}
+
+inline jorv::JorvRequestData record(int32_t id, int32_t intValue = 0) {
+    jorv::JorvRequestData d;
+    d.id = id;
+    d.intValue = intValue;
+    return d;
+}
+
+class EchoJorv : public jorv::BnJorv {
+public:
+    enum RequestType : int32_t {
+        kCallingPid = 99,
+        kOneWayLog = 98,
+        kServiceSpecific = 97,
+        kIllegalState = 96,
+        kFailedTransaction = 95,
+        kCallingUid = 94,
+        kServicePid = 93,
+        kBadValue = 92,
+    };
+    static constexpr int32_t kServiceSpecificCode = 42;
+    static constexpr int32_t kGoodbyeId = -1;
+    static constexpr const char* kErrorMessage = "scripted failure";
+
+    // `destroyed` (optional) is set when the object is destroyed.
+    explicit EchoJorv(std::shared_ptr<std::atomic<bool>> destroyed = nullptr)
+        : destroyed_(std::move(destroyed)) {}
+    ~EchoJorv() override {
+        if (destroyed_) destroyed_->store(true);
+    }
+
+    ndk::ScopedAStatus init() override {
+        noteCall();
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus request(const jorv::JorvRequestParcel& p, int32_t* ret) override {
+        noteCall();
+        switch (p.requestType) {
+            case kCallingPid: {
+                const pid_t pid = AIBinder_getCallingPid();
+                *ret = pid == android::IPCThreadState::self()->getCallingPid() ? pid : -1;
+                return ndk::ScopedAStatus::ok();
+            }
+            case kCallingUid:
+                *ret = static_cast<int32_t>(AIBinder_getCallingUid());
+                return ndk::ScopedAStatus::ok();
+            case kServicePid:
+                *ret = getpid();
+                return ndk::ScopedAStatus::ok();
+            case kServiceSpecific:
+                return ndk::ScopedAStatus::fromServiceSpecificErrorWithMessage(kServiceSpecificCode,
+                                                                               kErrorMessage);
+            case kIllegalState:
+                return ndk::ScopedAStatus::fromExceptionCodeWithMessage(EX_ILLEGAL_STATE,
+                                                                        kErrorMessage);
+            case kFailedTransaction:
+                return ndk::ScopedAStatus::fromStatus(STATUS_FAILED_TRANSACTION);
+            case kBadValue:
+                return ndk::ScopedAStatus::fromStatus(STATUS_BAD_VALUE);
+            default:
+                *ret = p.param0 + static_cast<int32_t>(p.dataList.size());
+                return ndk::ScopedAStatus::ok();
+        }
+    }
+
+    ndk::ScopedAStatus release(int32_t handle, int32_t* ret) override {
+        noteCall();
+        *ret = handle;
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus stateRequest(const jorv::JorvRequestParcel& p,
+                                    std::vector<jorv::JorvRequestData>* ret) override {
+        noteCall();
+        ret->clear();
+        if (p.requestType == kOneWayLog) {
+            std::lock_guard<std::mutex> lock(mu_);
+            for (int32_t v : oneWayLog_) ret->push_back(record(v));
+            return ndk::ScopedAStatus::ok();
+        }
+        *ret = p.dataList;
+        if (!ret->empty()) ret->front().extra = render(p);
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus listeningRegister(const jorv::JorvRequestParcel& p,
+                                         const std::shared_ptr<jorv::IJorvCallback>& cb,
+                                         int32_t* ret) override {
+        noteCall();
+        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
+        {
+            std::lock_guard<std::mutex> lock(mu_);
+            *ret = nextHandle_++;
+            listeners_[*ret] = cb;
+        }
+        return cb->onCallback(p.dataList);
+    }
+
+    ndk::ScopedAStatus listeningUnregister(int32_t handle, int32_t* ret) override {
+        noteCall();
+        std::shared_ptr<jorv::IJorvCallback> cb;
+        {
+            std::lock_guard<std::mutex> lock(mu_);
+            auto it = listeners_.find(handle);
+            if (it == listeners_.end()) {
+                *ret = -1;
+                return ndk::ScopedAStatus::ok();
+            }
+            cb = std::move(it->second);
+            listeners_.erase(it);
+        }
+        *ret = 0;
+        return cb->onCallback({record(kGoodbyeId)});
+    }
+
+    ndk::ScopedAStatus propertyGet(const std::string& name, std::string* ret) override {
+        noteCall();
+        *ret = name + "|" + std::to_string(name.size());
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus propertySet(const std::string& name, const std::string& value,
+                                   int32_t* ret) override {
+        noteCall();
+        *ret = static_cast<int32_t>(name.size() * 1000 + value.size());
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>& ids,
+                                                const std::shared_ptr<jorv::IJorvCallback>& cb,
+                                                int32_t* ret) override {
+        noteCall();
+        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
+        std::vector<jorv::JorvRequestData> data;
+        for (size_t i = 0; i < ids.size(); ++i) {
+            data.push_back(record(ids[i], static_cast<int32_t>(i)));
+        }
+        ndk::ScopedAStatus st = cb->onCallback(data);
+        if (!st.isOk()) return st;
+        *ret = static_cast<int32_t>(ids.size());
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus thermalListeningUnregister(int32_t handle, int32_t* ret) override {
+        noteCall();
+        *ret = handle;
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus reserved10() override {
+        noteCall();
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus setRelatedSysInfo(int32_t a, const std::string& info,
+                                         int32_t* ret) override {
+        noteCall();
+        *ret = a - static_cast<int32_t>(info.size());
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus ruleCtl(int32_t ruleId, int32_t status,
+                               const std::vector<jorv::JorvRequestData>& data,
+                               int32_t* ret) override {
+        noteCall();
+        *ret = ruleId * 100 + status + static_cast<int32_t>(data.size());
+        return ndk::ScopedAStatus::ok();
+    }
+
+    ndk::ScopedAStatus requestOneWay(const jorv::JorvRequestParcel& p) override {
+        noteCall();
+        {
+            std::lock_guard<std::mutex> lock(mu_);
+            oneWayLog_.push_back(p.param0);
+        }
+        if (p.callback) return p.callback->onCallback({record(p.param0)});
+        return ndk::ScopedAStatus::ok();
+    }
+
+    // Observations for in-process tests.
+    int calls() const { return calls_.load(); }
+    std::thread::id lastServingThread() const {
+        std::lock_guard<std::mutex> lock(mu_);
+        return lastThread_;
+    }
+    size_t listenerCount() const {
+        std::lock_guard<std::mutex> lock(mu_);
+        return listeners_.size();
+    }
+
+private:
+    void noteCall() {
+        calls_.fetch_add(1);
+        std::lock_guard<std::mutex> lock(mu_);
+        lastThread_ = std::this_thread::get_id();
+    }
+
+    std::shared_ptr<std::atomic<bool>> destroyed_;
+    std::atomic<int> calls_{0};
+    mutable std::mutex mu_;
+    std::thread::id lastThread_;
+    std::map<int32_t, std::shared_ptr<jorv::IJorvCallback>> listeners_;
+    int32_t nextHandle_ = 1;
+    std::vector<int32_t> oneWayLog_;
+};
+
+}  // namespace hbtest

@@ -1,0 +1,65 @@
+// Fixture giving each test an IJorv proxy to an EchoJorv served either by this process or by a
+// child process, so the same checks run over both paths through the runtime.
+#pragma once
+
+#include <unistd.h>
+
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
+
+#include "support/echo_jorv.h"
+#include "support/test_env.h"
+
+namespace hbtest {
+
+enum class Where { kInProcess, kChildProcess };
+
+inline std::string whereName(const ::testing::TestParamInfo<Where>& info) {
+    return info.param == Where::kInProcess ? "InProcess" : "ChildProcess";
+}
+
+inline void PrintTo(Where where, std::ostream* os) {
+    *os << (where == Where::kInProcess ? "in-process service" : "child-process service");
+}
+
+class JorvEndpointTest : public HostBinderTest, public ::testing::WithParamInterface<Where> {
+protected:
+    void SetUp() override {
+        instance_ = jorvInstance();
+        if (GetParam() == Where::kInProcess) {
+            local_service_ = ndk::SharedRefBase::make<EchoJorv>();
+            ASSERT_TRUE(local_.publish(local_service_->asBinder(), instance_));
+            service_pid_ = getpid();
+        } else {
+            child_ = std::make_unique<ChildService>(instance_, dir());
+            ASSERT_TRUE(child_->start());
+            service_pid_ = child_->pid();
+        }
+        binder_ = ndk::SpAIBinder(AServiceManager_checkService(instance_.c_str()));
+        ASSERT_NE(binder_.get(), nullptr);
+        jorv_ = jorv::IJorv::fromBinder(binder_);
+        ASSERT_NE(jorv_, nullptr);
+    }
+
+    void TearDown() override {
+        jorv_.reset();
+        binder_ = ndk::SpAIBinder();
+        child_.reset();
+        local_.killAll();
+        local_service_.reset();
+    }
+
+    std::string instance_;
+    std::shared_ptr<EchoJorv> local_service_;  // set when served in-process
+    std::unique_ptr<ChildService> child_;      // set when served by a child
+    pid_t service_pid_ = -1;
+    ndk::SpAIBinder binder_;
+    std::shared_ptr<jorv::IJorv> jorv_;
+};
+
+}  // namespace hbtest

@@ -1,0 +1,196 @@
+#include "support/test_env.h"
+
+#include <dirent.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <hostbinder/control.h>
+
+#include "support/mirror.h"
+
+extern char** environ;
+
+namespace hbtest {
+namespace {
+
+std::string procDir(pid_t pid, const char* what) {
+    return "/proc/" + (pid == 0 ? std::string("self") : std::to_string(pid)) + "/" + what;
+}
+
+int countEntries(const std::string& path) {
+    DIR* d = opendir(path.c_str());
+    if (d == nullptr) return -1;
+    int n = 0;
+    while (dirent* e = readdir(d)) {
+        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) ++n;
+    }
+    closedir(d);
+    // The directory stream itself holds a descriptor while /proc/self/fd is read.
+    return n;
+}
+
+}  // namespace
+
+int countFds(pid_t pid) {
+    const int n = countEntries(procDir(pid, "fd"));
+    return pid == 0 && n > 0 ? n - 1 : n;
+}
+
+int countThreads(pid_t pid) { return countEntries(procDir(pid, "task")); }
+
+std::vector<std::string> socketsIn(const std::string& dir) {
+    std::vector<std::string> found;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(dir, ec)) {
+        struct stat st;
+        if (lstat(entry.path().c_str(), &st) == 0 && S_ISSOCK(st.st_mode)) {
+            found.push_back(entry.path().string());
+        }
+    }
+    return found;
+}
+
+int connectUnix(const std::string& path) {
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(addr.sun_path)) return -1;
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+std::string jorvInstance(const std::string& name) {
+    return std::string(aidl::vendor::vemra::hardware::jorv::IJorv::descriptor) + "/" + name;
+}
+
+// --- ServiceDir ------------------------------------------------------------------------------
+
+ServiceDir::ServiceDir() {
+    char tmpl[] = "/tmp/hbtest-XXXXXX";
+    const char* made = mkdtemp(tmpl);
+    if (made == nullptr) {
+        ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+        return;
+    }
+    path_ = made;
+    HostBinder_setServiceDir(path_.c_str());
+    setenv("HOSTBINDER_DIR", path_.c_str(), 1);
+}
+
+ServiceDir::~ServiceDir() {
+    if (path_.empty()) return;
+    std::error_code ec;
+    std::filesystem::remove_all(path_, ec);
+}
+
+void ServiceDir::writeManifest(const std::vector<std::string>& lines) const {
+    std::ofstream out(path_ + "/manifest", std::ios::trunc);
+    for (const auto& line : lines) out << line << "\n";
+}
+
+// --- LocalServices ---------------------------------------------------------------------------
+
+::testing::AssertionResult LocalServices::publish(const ndk::SpAIBinder& binder,
+                                                  const std::string& instance) {
+    const binder_exception_t ex = AServiceManager_addService(binder.get(), instance.c_str());
+    if (ex != EX_NONE) {
+        return ::testing::AssertionFailure() << "addService(" << instance << ") = " << ex;
+    }
+    instances_.push_back(instance);
+    return ::testing::AssertionSuccess();
+}
+
+binder_status_t LocalServices::kill(const std::string& instance) {
+    for (auto it = instances_.begin(); it != instances_.end(); ++it) {
+        if (*it == instance) {
+            instances_.erase(it);
+            break;
+        }
+    }
+    return HostBinder_killService(instance.c_str());
+}
+
+void LocalServices::killAll() {
+    for (const auto& instance : instances_) HostBinder_killService(instance.c_str());
+    instances_.clear();
+}
+
+// --- ChildService ----------------------------------------------------------------------------
+
+ChildService::ChildService(std::string instance, std::string dir, Options options)
+    : instance_(std::move(instance)), dir_(std::move(dir)), options_(options) {}
+
+std::string ChildService::mirrorInstance() const { return mirror::instanceFor(instance_); }
+
+::testing::AssertionResult ChildService::start() {
+#ifndef HOSTBINDER_TEST_SERVICE_PATH
+    return ::testing::AssertionFailure() << "built without HOSTBINDER_TEST_SERVICE_PATH";
+#else
+    if (pid_ > 0) return ::testing::AssertionFailure() << "already running as " << pid_;
+    std::vector<std::string> args = {HOSTBINDER_TEST_SERVICE_PATH, instance_, dir_};
+    if (options_.mirror) args.emplace_back("--mirror");
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+
+    pid_t pid = -1;
+    const int err = posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ);
+    if (err != 0) {
+        return ::testing::AssertionFailure() << "posix_spawn: " << std::strerror(err);
+    }
+    pid_ = pid;
+
+    auto published = [](const std::string& name) {
+        ndk::SpAIBinder b(AServiceManager_checkService(name.c_str()));
+        return b.get() != nullptr;
+    };
+    const bool up = waitFor([&] {
+        if (!running()) return true;
+        return published(instance_) && (!options_.mirror || published(mirrorInstance()));
+    });
+    if (!up || pid_ <= 0) {
+        kill();
+        return ::testing::AssertionFailure()
+               << "helper service for " << instance_ << (up ? " exited early" : " never appeared");
+    }
+    return ::testing::AssertionSuccess();
+#endif
+}
+
+bool ChildService::running() {
+    if (pid_ <= 0) return false;
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+        pid_ = -1;
+        return false;
+    }
+    return true;
+}
+
+void ChildService::kill(int sig) {
+    if (pid_ <= 0) return;
+    ::kill(pid_, sig);
+    int status = 0;
+    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+    }
+    pid_ = -1;
+}
+
+}  // namespace hbtest

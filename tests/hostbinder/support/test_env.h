@@ -1,0 +1,158 @@
+// Shared plumbing for the host binder runtime tests: a private service directory per test,
+// condition polling, fd/thread accounting, and helper service processes.
+#pragma once
+
+#include <signal.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <android/binder_auto_utils.h>
+#include <gtest/gtest.h>
+
+namespace hbtest {
+
+// Sanitizer builds on a 2-core host can be very slow; a timeout here only bounds how long a
+// broken runtime keeps a test hanging, it never decides a pass.
+inline constexpr std::chrono::milliseconds kLongTimeout{30000};
+
+// Polls `pred` until it holds or `timeout` passes; returns its last value.
+template <typename Pred>
+bool waitFor(Pred&& pred, std::chrono::milliseconds timeout = kLongTimeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() >= deadline) return pred();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// Open descriptors / live threads of a process (this one by default), from /proc.
+int countFds(pid_t pid = 0);
+int countThreads(pid_t pid = 0);
+
+// Paths of the Unix-domain sockets directly inside `dir`.
+std::vector<std::string> socketsIn(const std::string& dir);
+
+// A connected AF_UNIX stream socket to `path`, or -1.
+int connectUnix(const std::string& path);
+
+// Instance name the interface would be registered under on a device.
+std::string jorvInstance(const std::string& name = "default");
+
+// A fresh private service directory for this process (and, via HOSTBINDER_DIR, for the children
+// it starts); removed with everything in it on destruction.
+class ServiceDir {
+public:
+    ServiceDir();
+    ~ServiceDir();
+    ServiceDir(const ServiceDir&) = delete;
+    ServiceDir& operator=(const ServiceDir&) = delete;
+
+    const std::string& path() const { return path_; }
+    // Writes `lines` to <dir>/manifest, one instance per line.
+    void writeManifest(const std::vector<std::string>& lines) const;
+
+private:
+    std::string path_;
+};
+
+// Services this process publishes in a test; killed (HostBinder_killService) on destruction so
+// that no test leaks a listening socket or a served object into the next one.
+class LocalServices {
+public:
+    LocalServices() = default;
+    ~LocalServices() { killAll(); }
+    LocalServices(const LocalServices&) = delete;
+    LocalServices& operator=(const LocalServices&) = delete;
+
+    ::testing::AssertionResult publish(const ndk::SpAIBinder& binder, const std::string& instance);
+    // Kills one service and forgets it; returns the runtime's answer.
+    binder_status_t kill(const std::string& instance);
+    void killAll();
+
+private:
+    std::vector<std::string> instances_;
+};
+
+// The helper service binary (tests/hostbinder/service) running as a child process that publishes
+// an EchoJorv under `instance`. Killed and reaped on destruction.
+class ChildService {
+public:
+    struct Options {
+        bool mirror = false;  // also publish the binder mirror (support/mirror.h)
+    };
+
+    ChildService(std::string instance, std::string dir, Options options);
+    ChildService(std::string instance, std::string dir) : ChildService(instance, dir, Options{}) {}
+    ~ChildService() { kill(); }
+    ChildService(const ChildService&) = delete;
+    ChildService& operator=(const ChildService&) = delete;
+
+    // Spawns the process and waits until its service answers AServiceManager_checkService.
+    ::testing::AssertionResult start();
+    // Sends `sig` and reaps the process; does nothing when not running.
+    void kill(int sig = SIGKILL);
+    // True while the process has not exited (reaps it when it has).
+    bool running();
+
+    pid_t pid() const { return pid_; }
+    const std::string& instance() const { return instance_; }
+    std::string mirrorInstance() const;
+
+private:
+    std::string instance_;
+    std::string dir_;
+    Options options_;
+    pid_t pid_ = -1;
+};
+
+// Base fixture: private service directory, in-process services cleaned up at the end.
+class HostBinderTest : public ::testing::Test {
+protected:
+    const std::string& dir() const { return dir_.path(); }
+
+    ServiceDir dir_;
+    LocalServices local_;
+};
+
+// Runs `fn` on a new thread and reports when it finished, so a test can wait on it with a
+// timeout instead of joining a thread that may hang.
+class Async {
+public:
+    template <typename Fn>
+    explicit Async(Fn fn)
+        : done_(std::make_shared<std::atomic<bool>>(false)),
+          thread_([fn = std::move(fn), done = done_]() mutable {
+              fn();
+              done->store(true);
+          }) {}
+    // Joins; a thread still stuck after a grace period (the test has failed by then) is left
+    // behind rather than hanging the whole run. Lambdas therefore capture by value.
+    ~Async() {
+        if (waitDone(std::chrono::milliseconds(5000))) {
+            thread_.join();
+        } else {
+            thread_.detach();
+        }
+    }
+    Async(const Async&) = delete;
+    Async& operator=(const Async&) = delete;
+
+    bool done() const { return done_->load(); }
+    bool waitDone(std::chrono::milliseconds timeout = kLongTimeout) const {
+        return waitFor([this] { return done(); }, timeout);
+    }
+    std::thread::id id() const { return thread_.get_id(); }
+
+private:
+    std::shared_ptr<std::atomic<bool>> done_;
+    std::thread thread_;
+};
+
+}  // namespace hbtest
