@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -295,6 +296,8 @@ const MalformedCase kMalformed[] = {
          true},
         {"truncatedHeader", [] { return Bytes{16, 0, 0}; }, true},
 };
+
+void PrintTo(const MalformedCase& c, std::ostream* os) { *os << c.name; }
 
 class MalformedFrameTest : public RobustnessTest,
                            public ::testing::WithParamInterface<MalformedCase> {};

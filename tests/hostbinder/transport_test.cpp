@@ -406,9 +406,16 @@ TEST_P(TransportTest, CallingIdentity) {
 
 TEST_P(TransportTest, OneWayCallsAreServedInOrder) {
     constexpr int32_t kCalls = 300;
+    // Every third call is slow to serve (it calls back first), fast ones must not overtake it.
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    std::vector<int32_t> slow;
     for (int32_t i = 0; i < kCalls; ++i) {
         JorvRequestParcel p;
         p.param0 = i;
+        if (i % 3 == 0) {
+            p.callback = cb;
+            slow.push_back(i);
+        }
         ASSERT_TRUE(jorv_->requestOneWay(p).isOk());
     }
     JorvRequestParcel ask;
@@ -419,6 +426,9 @@ TEST_P(TransportTest, OneWayCallsAreServedInOrder) {
     })) << "served " << log.size() << " of " << kCalls;
     ASSERT_EQ(log.size(), size_t{kCalls});
     for (int32_t i = 0; i < kCalls; ++i) ASSERT_EQ(log[i].id, i) << "position " << i;
+    std::vector<int32_t> calledBack;
+    for (const auto& d : cb->deliveries()) calledBack.push_back(d.data.at(0).id);
+    EXPECT_EQ(calledBack, slow);
 }
 
 TEST_P(TransportTest, OneWayCallDoesNotWaitForTheService) {

@@ -1,4 +1,5 @@
 // AIBinder: reference counting, classes, local objects, and the AIBinder_* C API.
+#include <android/binder_ibinder.h>
 #include <errno.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -8,8 +9,6 @@
 #include <new>
 #include <string>
 #include <vector>
-
-#include <android/binder_ibinder.h>
 
 #include "binder_internal.h"
 #include "calling_identity.h"
@@ -154,8 +153,8 @@ binder_status_t LocalBinder::onTransact(transaction_code_t code, const AParcel& 
     return clazz->mOnTransact(this, code, &data, reply);
 }
 
-binder_status_t LocalBinder::transact(transaction_code_t code, const AParcel& data,
-                                      AParcel** reply, binder_flags_t flags) {
+binder_status_t LocalBinder::transact(transaction_code_t code, const AParcel& data, AParcel** reply,
+                                      binder_flags_t flags) {
     // A local object is called directly, on the caller's thread, as binder does.
     auto* out = new (std::nothrow) AParcel;
     if (out == nullptr) return STATUS_NO_MEMORY;
@@ -237,9 +236,9 @@ void AIBinder::drainOneway() {
 
 // --- C API --------------------------------------------------------------------------------------
 
+using hostbinder::byteVectorAllocator;
 using hostbinder::LocalBinder;
 using hostbinder::ProxyBinder;
-using hostbinder::byteVectorAllocator;
 using hostbinder::writeAll;
 
 AIBinder_Class* AIBinder_Class_define(const char* interfaceDescriptor,

@@ -84,14 +84,14 @@ struct AIBinder {
 
     // Queues a oneway transaction addressed to this object. Oneway transactions to one object run
     // one at a time, in arrival order, on pool threads.
-    void enqueueOneway(std::unique_ptr<hostbinder::Task> task);
+    void enqueueOneway(std::unique_ptr<hostbinder::Task> task) EXCLUDES(mOnewayLock);
 
     hostbinder::RefControl* const mRefs;
     std::atomic<const AIBinder_Class*> mClass;
 
 private:
     class OnewayDrain;
-    void drainOneway();
+    void drainOneway() EXCLUDES(mOnewayLock);
 
     hostbinder::Mutex mOnewayLock;
     std::unique_ptr<std::deque<std::unique_ptr<hostbinder::Task>>> mOnewayQueue
@@ -135,8 +135,8 @@ public:
     // The peer's interface descriptor, asked once and then remembered.
     binder_status_t remoteDescriptor(std::string* descriptor) EXCLUDES(mLock);
 
-    binder_status_t linkToDeath(const std::shared_ptr<DeathRecipientState>& recipient,
-                                void* cookie) EXCLUDES(mLock);
+    binder_status_t linkToDeath(const std::shared_ptr<DeathRecipientState>& recipient, void* cookie)
+            EXCLUDES(mLock);
     binder_status_t unlinkToDeath(const std::shared_ptr<DeathRecipientState>& recipient,
                                   void* cookie) EXCLUDES(mLock);
     // Removes every link to `recipient` and returns their cookies (the caller reports them as

@@ -175,16 +175,24 @@ void Connection::breakLocked() {
 
 void Connection::releaseReadRoleLocked() {
     mStateChanged.notify_all();
-    if (!mBroken && !mPending.empty()) {
+    if (!mBroken && mReadyWaiters > 0) {
         // A caller still waits for its reply: it reads next.
-        mPending.front()->wake.notify_one();
-        return;
+        for (Waiter* waiter : mPending) {
+            if (waiter->ready) {
+                waiter->wake.notify_one();
+                return;
+            }
+        }
     }
     armLocked();
 }
 
 void Connection::completeLocked(Waiter* waiter, binder_status_t status,
                                 std::unique_ptr<AParcel> reply) {
+    if (waiter->ready) {
+        waiter->ready = false;
+        --mReadyWaiters;
+    }
     waiter->status = status;
     waiter->reply = std::move(reply);
     waiter->done = true;
@@ -205,7 +213,7 @@ void Connection::threadLoop() {
         if (n > 0 && !mBroken) mArmed = false;  // one-shot: reported, hence disarmed
         if (n < 0 && error != EINTR) breakLocked();
         // Callers waiting for replies read for themselves; the last one re-arms epoll.
-        while (!mBroken && (mReading || !mPending.empty())) lock.wait(mStateChanged);
+        while (!mBroken && (mReading || mReadyWaiters > 0)) lock.wait(mStateChanged);
         if (mBroken || n <= 0) continue;
 
         mReading = true;
@@ -261,6 +269,10 @@ void Connection::runIncoming(std::unique_ptr<Task> task) {
 
 binder_status_t Connection::waitForReply(Waiter* waiter, AParcel** reply) {
     MutexLock lock(mLock);
+    if (!waiter->done) {
+        waiter->ready = true;
+        ++mReadyWaiters;
+    }
     while (!waiter->done) {
         if (mReading || mBroken) {
             // Someone else reads (and wakes us with our reply, or when it is our turn), or the
@@ -352,17 +364,20 @@ Connection::ReadResult Connection::readFrames(const Waiter* waiter,
     }
 }
 
-bool Connection::handleFrame(const uint8_t* frame, size_t size,
-                             std::unique_ptr<Task>* inlineTask) {
+bool Connection::handleFrame(const uint8_t* frame, size_t size, std::unique_ptr<Task>* inlineTask) {
     wire::FrameHeader header;
     std::memcpy(&header, frame, sizeof(header));
     const uint8_t* body = frame + sizeof(header);
     const size_t bodySize = size - sizeof(header);
     switch (header.type) {
-        case wire::kTransaction: return handleTransaction(body, bodySize, inlineTask);
-        case wire::kReply: return handleReply(body, bodySize);
-        case wire::kDecRefs: return handleDecRefs(body, bodySize);
-        default: return false;
+        case wire::kTransaction:
+            return handleTransaction(body, bodySize, inlineTask);
+        case wire::kReply:
+            return handleReply(body, bodySize);
+        case wire::kDecRefs:
+            return handleDecRefs(body, bodySize);
+        default:
+            return false;
     }
 }
 
@@ -469,8 +484,7 @@ bool Connection::handleTransaction(const uint8_t* body, size_t size,
     }
 
     auto task = std::make_unique<IncomingTransaction>(shared_from_this(), target, header.txnId,
-                                                      header.code, header.flags,
-                                                      std::move(parcel));
+                                                      header.code, header.flags, std::move(parcel));
     if ((header.flags & FLAG_ONEWAY) != 0) {
         target->enqueueOneway(std::move(task));
     } else if (inlineTask != nullptr && *inlineTask == nullptr) {
@@ -556,8 +570,8 @@ void Connection::marshalObjects(const AParcel& parcel, std::vector<wire::WireObj
         const auto offset = static_cast<uint32_t>(object.offset);
         if (binder->isRemote() && static_cast<ProxyBinder*>(binder)->mConnection.get() == this) {
             // Going home: the peer resolves it to its own object.
-            out->push_back({offset, wire::kReceiverObject,
-                            static_cast<ProxyBinder*>(binder)->mRemoteId});
+            out->push_back(
+                    {offset, wire::kReceiverObject, static_cast<ProxyBinder*>(binder)->mRemoteId});
             continue;
         }
         // A local object, or a proxy of another connection that this side will relay.
@@ -601,13 +615,13 @@ bool Connection::writeFrame(iovec* iov, int iovCount) {
     }
 }
 
-binder_status_t Connection::transact(uint64_t target, transaction_code_t code,
-                                     const AParcel& data, AParcel** reply,
-                                     binder_flags_t flags) {
+binder_status_t Connection::transact(uint64_t target, transaction_code_t code, const AParcel& data,
+                                     AParcel** reply, binder_flags_t flags) {
     const bool oneway = (flags & FLAG_ONEWAY) != 0;
     const size_t dataSize = data.mData.size();
     const size_t fixedSize = sizeof(wire::FrameHeader) + sizeof(wire::TransactionHeader);
-    if (dataSize + data.mObjects.size() * sizeof(wire::WireObject) > wire::kMaxFrameSize - fixedSize) {
+    if (dataSize + data.mObjects.size() * sizeof(wire::WireObject) >
+        wire::kMaxFrameSize - fixedSize) {
         return STATUS_FAILED_TRANSACTION;
     }
 
@@ -629,9 +643,9 @@ binder_status_t Connection::transact(uint64_t target, transaction_code_t code,
     header.flags = flags;
     header.dataSize = static_cast<uint32_t>(dataSize);
     header.objectCount = static_cast<uint32_t>(objects.size());
-    wire::FrameHeader frame{static_cast<uint32_t>(fixedSize + dataSize +
-                                                  objects.size() * sizeof(wire::WireObject)),
-                            wire::kTransaction};
+    wire::FrameHeader frame{
+            static_cast<uint32_t>(fixedSize + dataSize + objects.size() * sizeof(wire::WireObject)),
+            wire::kTransaction};
     iovec iov[] = {
             {&frame, sizeof(frame)},
             {&header, sizeof(header)},
@@ -671,9 +685,9 @@ void Connection::sendReply(uint64_t txnId, binder_status_t status, const AParcel
     header.status = status;
     header.dataSize = static_cast<uint32_t>(dataSize);
     header.objectCount = static_cast<uint32_t>(objects.size());
-    wire::FrameHeader frame{static_cast<uint32_t>(fixedSize + dataSize +
-                                                  objects.size() * sizeof(wire::WireObject)),
-                            wire::kReply};
+    wire::FrameHeader frame{
+            static_cast<uint32_t>(fixedSize + dataSize + objects.size() * sizeof(wire::WireObject)),
+            wire::kReply};
     iovec iov[] = {
             {&frame, sizeof(frame)},
             {&header, sizeof(header)},
@@ -718,9 +732,9 @@ void Connection::flushDecRefs() {
         entries.swap(mPendingDecRefs);
     }
     if (entries.empty()) return;
-    wire::FrameHeader frame{
-            static_cast<uint32_t>(sizeof(wire::FrameHeader) + entries.size() * sizeof(wire::DecRef)),
-            wire::kDecRefs};
+    wire::FrameHeader frame{static_cast<uint32_t>(sizeof(wire::FrameHeader) +
+                                                  entries.size() * sizeof(wire::DecRef)),
+                            wire::kDecRefs};
     iovec iov[] = {
             {&frame, sizeof(frame)},
             {entries.data(), entries.size() * sizeof(wire::DecRef)},

@@ -88,6 +88,9 @@ private:
     // connection's mLock.
     struct Waiter {
         uint64_t txnId = 0;
+        // In waitForReply, ready to read: until then (e.g. while its request is still being
+        // written) the connection's threads keep reading.
+        bool ready = false;
         bool done = false;
         binder_status_t status = STATUS_OK;
         std::unique_ptr<AParcel> reply;
@@ -138,8 +141,7 @@ private:
     bool resolveObjects(AParcel* parcel, const std::vector<wire::WireObject>& objects)
             REQUIRES(mLock);
     // Exports (or recognises as the peer's own) every object of `parcel` for sending.
-    void marshalObjects(const AParcel& parcel, std::vector<wire::WireObject>* out)
-            REQUIRES(mLock);
+    void marshalObjects(const AParcel& parcel, std::vector<wire::WireObject>* out) REQUIRES(mLock);
     AIBinder* importObject(uint64_t id) REQUIRES(mLock);
 
     void sendReply(uint64_t txnId, binder_status_t status, const AParcel& reply)
@@ -169,6 +171,7 @@ private:
     std::condition_variable mStateChanged;
     uint64_t mNextTxnId GUARDED_BY(mLock) = 1;
     std::vector<Waiter*> mPending GUARDED_BY(mLock);
+    size_t mReadyWaiters GUARDED_BY(mLock) = 0;  // pending waiters that are ready
     std::unordered_map<uint64_t, Export> mExports GUARDED_BY(mLock);
     std::unordered_map<AIBinder*, uint64_t> mExportIds GUARDED_BY(mLock);
     uint64_t mNextExportId GUARDED_BY(mLock) = wire::kRootObjectId + 1;

@@ -14,7 +14,9 @@
 
 namespace {
 
-constexpr size_t align4(size_t size) { return (size + 3) & ~static_cast<size_t>(3); }
+constexpr size_t align4(size_t size) {
+    return (size + 3) & ~static_cast<size_t>(3);
+}
 
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(const uint8_t* s, size_t n) {
@@ -219,13 +221,12 @@ void AParcel::dropObjectsIn(size_t begin, size_t end) {
     // Fast path: appending past the last object.
     if (mObjects.empty() || mObjects.back().offset + hostbinder::kFlatBinderSize <= begin) return;
     std::vector<AIBinder*> dropped;
-    auto keep = std::remove_if(mObjects.begin(), mObjects.end(),
-                               [&](const hostbinder::ParcelObject& o) {
-                                   const bool hit = o.offset < end &&
-                                                    begin < o.offset + hostbinder::kFlatBinderSize;
-                                   if (hit) dropped.push_back(o.binder);
-                                   return hit;
-                               });
+    auto keep = std::remove_if(
+            mObjects.begin(), mObjects.end(), [&](const hostbinder::ParcelObject& o) {
+                const bool hit = o.offset < end && begin < o.offset + hostbinder::kFlatBinderSize;
+                if (hit) dropped.push_back(o.binder);
+                return hit;
+            });
     mObjects.erase(keep, mObjects.end());
     for (AIBinder* binder : dropped) AIBinder_decStrong(binder);
 }
@@ -344,9 +345,8 @@ binder_status_t AParcel_appendFrom(const AParcel* from, AParcel* to, int32_t sta
 
 binder_status_t AParcel_writeStrongBinder(AParcel* parcel, AIBinder* binder) {
     if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
-    const int32_t flat[2] = {binder == nullptr ? hostbinder::kFlatBinderNull
-                                               : hostbinder::kFlatBinderObject,
-                             0};
+    const int32_t flat[2] = {
+            binder == nullptr ? hostbinder::kFlatBinderNull : hostbinder::kFlatBinderObject, 0};
     const size_t offset = parcel->mPos;
     binder_status_t st = parcel->write(flat, sizeof(flat));
     if (st != STATUS_OK || binder == nullptr) return st;
@@ -500,8 +500,7 @@ binder_status_t AParcel_readStringArray(const AParcel* parcel, void* arrayData,
     return STATUS_OK;
 }
 
-binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData,
-                                             int32_t length,
+binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData, int32_t length,
                                              AParcel_writeParcelableElement elementWriter) {
     if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
     if (length < -1) return STATUS_BAD_VALUE;
@@ -624,13 +623,11 @@ binder_status_t AParcel_writeUint64Array(AParcel* parcel, const uint64_t* arrayD
 binder_status_t AParcel_writeFloatArray(AParcel* parcel, const float* arrayData, int32_t length) {
     return writeArray(parcel, arrayData, length);
 }
-binder_status_t AParcel_writeDoubleArray(AParcel* parcel, const double* arrayData,
-                                         int32_t length) {
+binder_status_t AParcel_writeDoubleArray(AParcel* parcel, const double* arrayData, int32_t length) {
     return writeArray(parcel, arrayData, length);
 }
 // Packed two bytes per element (then padded), unlike a single char which takes a word.
-binder_status_t AParcel_writeCharArray(AParcel* parcel, const char16_t* arrayData,
-                                       int32_t length) {
+binder_status_t AParcel_writeCharArray(AParcel* parcel, const char16_t* arrayData, int32_t length) {
     return writeArray(parcel, arrayData, length);
 }
 // Packed one byte per element (then padded).

@@ -42,7 +42,9 @@ struct AParcel {
     // remain.
     const uint8_t* read(size_t size) const;
     // True when `size` bytes remain after the position; checked before allocating for arrays.
-    bool hasRemaining(size_t size) const { return mPos <= mData.size() && mData.size() - mPos >= size; }
+    bool hasRemaining(size_t size) const {
+        return mPos <= mData.size() && mData.size() - mPos >= size;
+    }
     size_t remaining() const { return mPos <= mData.size() ? mData.size() - mPos : 0; }
 
     // Takes ownership of one strong reference on `binder`; replaces an object at `offset`.

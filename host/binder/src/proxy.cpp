@@ -29,8 +29,8 @@ bool ProxyBinder::isAlive() const {
     return !mConnection->isDead();
 }
 
-binder_status_t ProxyBinder::transact(transaction_code_t code, const AParcel& data,
-                                      AParcel** reply, binder_flags_t flags) {
+binder_status_t ProxyBinder::transact(transaction_code_t code, const AParcel& data, AParcel** reply,
+                                      binder_flags_t flags) {
     return mConnection->transact(mRemoteId, code, data, reply, flags);
 }
 

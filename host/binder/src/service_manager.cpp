@@ -1,9 +1,11 @@
 // AServiceManager_*: look-ups connect to the instance's socket in the service directory. One live
 // connection per instance is reused, so repeated look-ups give the same proxy while it lives.
-#include <android/binder_manager.h>
-#include <hostbinder/control.h>
+#include "service_manager.h"
 
+#include <android/binder_manager.h>
 #include <errno.h>
+#include <fcntl.h>
+#include <hostbinder/control.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -11,16 +13,15 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "binder_internal.h"
 #include "connection.h"
 #include "service_dir.h"
-#include "service_manager.h"
 #include "service_registry.h"
 #include "thread_annotations.h"
 #include "unique_fd.h"
@@ -99,18 +100,25 @@ AIBinder* lookUp(const char* instance) {
     AIBinder* proxy = connection->importRoot();
 
     AIBinder* winner = nullptr;
-    RefControl* stale = nullptr;
+    std::vector<RefControl*> stale;
     {
         MutexLock lock(s.lock);
         winner = cachedProxy(s, path);
         if (winner == nullptr || !winner->isAlive()) {
+            // Forget proxies that are gone (services of directories no longer used, say).
+            for (auto it = s.proxies.begin(); it != s.proxies.end();) {
+                if (it->first == path || it->second->strongCount() == 0) {
+                    stale.push_back(it->second);
+                    it = s.proxies.erase(it);
+                } else {
+                    ++it;
+                }
+            }
             proxy->mRefs->incWeak();
-            auto& slot = s.proxies[path];
-            stale = slot;
-            slot = proxy->mRefs;
+            s.proxies.emplace(path, proxy->mRefs);
         }
     }
-    if (stale != nullptr) stale->decWeak();
+    for (RefControl* refs : stale) refs->decWeak();
     if (winner != nullptr && winner->isAlive()) {
         // Another thread connected first; ours closes itself once its proxy is gone.
         proxy->mRefs->decStrong();
@@ -137,11 +145,30 @@ std::string trim(const std::string& line) {
     return line.substr(begin, end - begin + 1);
 }
 
+// Reads the whole manifest through a close-on-exec descriptor (a stream would not set it).
+std::string readManifest() {
+    const std::string path = serviceDir() + "/manifest";
+    UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!fd.ok()) return text;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = read(fd.get(), buffer, sizeof(buffer));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        text.append(buffer, static_cast<size_t>(n));
+    }
+    return text;
+}
+
 bool listedInManifest(const std::string& instance) {
-    std::ifstream manifest(serviceDir() + "/manifest");
-    std::string line;
-    while (std::getline(manifest, line)) {
-        if (trim(line) == instance) return true;
+    const std::string text = readManifest();
+    size_t begin = 0;
+    while (begin < text.size()) {
+        size_t end = text.find('\n', begin);
+        if (end == std::string::npos) end = text.size();
+        if (trim(text.substr(begin, end - begin)) == instance) return true;
+        begin = end + 1;
     }
     return false;
 }

@@ -169,8 +169,7 @@ UniqueFd bindListener(const std::string& path, struct stat* bound) {
             }
             unlink(path.c_str());
         }
-        if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) ==
-            0) {
+        if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
             break;
         }
         if (errno != EADDRINUSE || attempt == 1) {
@@ -197,7 +196,8 @@ binder_exception_t publishService(AIBinder* binder, const char* instance) {
         ALOGE("cannot create the service directory %s", dir.c_str());
         return EX_ILLEGAL_STATE;
     }
-    // A second publication replaces the first, as registering again does on a device.
+    // A second publication replaces the first one entirely: its clients see it die, and
+    // killService() then has one set of connections to close.
     if (auto previous = unregister(instance)) previous->kill();
 
     struct stat bound;

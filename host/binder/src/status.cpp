@@ -11,44 +11,77 @@ namespace hostbinder {
 
 std::string statusName(binder_status_t status) {
     switch (status) {
-        case STATUS_OK: return "OK";
-        case STATUS_UNKNOWN_ERROR: return "UNKNOWN_ERROR";
-        case STATUS_NO_MEMORY: return "NO_MEMORY";
-        case STATUS_INVALID_OPERATION: return "INVALID_OPERATION";
-        case STATUS_BAD_VALUE: return "BAD_VALUE";
-        case STATUS_BAD_TYPE: return "BAD_TYPE";
-        case STATUS_NAME_NOT_FOUND: return "NAME_NOT_FOUND";
-        case STATUS_PERMISSION_DENIED: return "PERMISSION_DENIED";
-        case STATUS_NO_INIT: return "NO_INIT";
-        case STATUS_ALREADY_EXISTS: return "ALREADY_EXISTS";
-        case STATUS_DEAD_OBJECT: return "DEAD_OBJECT";
-        case STATUS_FAILED_TRANSACTION: return "FAILED_TRANSACTION";
-        case STATUS_BAD_INDEX: return "BAD_INDEX";
-        case STATUS_NOT_ENOUGH_DATA: return "NOT_ENOUGH_DATA";
-        case STATUS_WOULD_BLOCK: return "WOULD_BLOCK";
-        case STATUS_TIMED_OUT: return "TIMED_OUT";
-        case STATUS_UNKNOWN_TRANSACTION: return "UNKNOWN_TRANSACTION";
-        case STATUS_FDS_NOT_ALLOWED: return "FDS_NOT_ALLOWED";
-        case STATUS_UNEXPECTED_NULL: return "UNEXPECTED_NULL";
-        default: return "Unknown status " + std::to_string(status);
+        case STATUS_OK:
+            return "OK";
+        case STATUS_UNKNOWN_ERROR:
+            return "UNKNOWN_ERROR";
+        case STATUS_NO_MEMORY:
+            return "NO_MEMORY";
+        case STATUS_INVALID_OPERATION:
+            return "INVALID_OPERATION";
+        case STATUS_BAD_VALUE:
+            return "BAD_VALUE";
+        case STATUS_BAD_TYPE:
+            return "BAD_TYPE";
+        case STATUS_NAME_NOT_FOUND:
+            return "NAME_NOT_FOUND";
+        case STATUS_PERMISSION_DENIED:
+            return "PERMISSION_DENIED";
+        case STATUS_NO_INIT:
+            return "NO_INIT";
+        case STATUS_ALREADY_EXISTS:
+            return "ALREADY_EXISTS";
+        case STATUS_DEAD_OBJECT:
+            return "DEAD_OBJECT";
+        case STATUS_FAILED_TRANSACTION:
+            return "FAILED_TRANSACTION";
+        case STATUS_BAD_INDEX:
+            return "BAD_INDEX";
+        case STATUS_NOT_ENOUGH_DATA:
+            return "NOT_ENOUGH_DATA";
+        case STATUS_WOULD_BLOCK:
+            return "WOULD_BLOCK";
+        case STATUS_TIMED_OUT:
+            return "TIMED_OUT";
+        case STATUS_UNKNOWN_TRANSACTION:
+            return "UNKNOWN_TRANSACTION";
+        case STATUS_FDS_NOT_ALLOWED:
+            return "FDS_NOT_ALLOWED";
+        case STATUS_UNEXPECTED_NULL:
+            return "UNEXPECTED_NULL";
+        default:
+            return "Unknown status " + std::to_string(status);
     }
 }
 
 const char* exceptionName(binder_exception_t exception) {
     switch (exception) {
-        case EX_NONE: return "EX_NONE";
-        case EX_SECURITY: return "EX_SECURITY";
-        case EX_BAD_PARCELABLE: return "EX_BAD_PARCELABLE";
-        case EX_ILLEGAL_ARGUMENT: return "EX_ILLEGAL_ARGUMENT";
-        case EX_NULL_POINTER: return "EX_NULL_POINTER";
-        case EX_ILLEGAL_STATE: return "EX_ILLEGAL_STATE";
-        case EX_NETWORK_MAIN_THREAD: return "EX_NETWORK_MAIN_THREAD";
-        case EX_UNSUPPORTED_OPERATION: return "EX_UNSUPPORTED_OPERATION";
-        case EX_SERVICE_SPECIFIC: return "EX_SERVICE_SPECIFIC";
-        case EX_PARCELABLE: return "EX_PARCELABLE";
-        case EX_HAS_REPLY_HEADER: return "EX_HAS_REPLY_HEADER";
-        case EX_TRANSACTION_FAILED: return "EX_TRANSACTION_FAILED";
-        default: return "UNKNOWN_EXCEPTION";
+        case EX_NONE:
+            return "EX_NONE";
+        case EX_SECURITY:
+            return "EX_SECURITY";
+        case EX_BAD_PARCELABLE:
+            return "EX_BAD_PARCELABLE";
+        case EX_ILLEGAL_ARGUMENT:
+            return "EX_ILLEGAL_ARGUMENT";
+        case EX_NULL_POINTER:
+            return "EX_NULL_POINTER";
+        case EX_ILLEGAL_STATE:
+            return "EX_ILLEGAL_STATE";
+        case EX_NETWORK_MAIN_THREAD:
+            return "EX_NETWORK_MAIN_THREAD";
+        case EX_UNSUPPORTED_OPERATION:
+            return "EX_UNSUPPORTED_OPERATION";
+        case EX_SERVICE_SPECIFIC:
+            return "EX_SERVICE_SPECIFIC";
+        case EX_PARCELABLE:
+            return "EX_PARCELABLE";
+        case EX_HAS_REPLY_HEADER:
+            return "EX_HAS_REPLY_HEADER";
+        case EX_TRANSACTION_FAILED:
+            return "EX_TRANSACTION_FAILED";
+        default:
+            return "UNKNOWN_EXCEPTION";
     }
 }
 

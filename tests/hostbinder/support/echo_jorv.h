@@ -23,8 +23,8 @@
 //   thermalListeningUnregister(h)   h
 //   setRelatedSysInfo(a, info)      a - info.size()
 //   ruleCtl(r, s, d)                r * 100 + s + d.size()
-//   requestOneWay(p)                appends p.param0 to the one-way log; then, if p.callback is
-//                                   set, calls it with {id=p.param0}
+//   requestOneWay(p)                if p.callback is set, calls it with {id=p.param0}; then
+//                                   appends p.param0 to the one-way log
 #pragma once
 
 #include <unistd.h>
@@ -262,12 +262,13 @@ public:
 
     ndk::ScopedAStatus requestOneWay(const jorv::JorvRequestParcel& p) override {
         noteCall();
-        {
-            std::lock_guard<std::mutex> lock(mu_);
-            oneWayLog_.push_back(p.param0);
-        }
-        if (p.callback) return p.callback->onCallback({record(p.param0)});
-        return ndk::ScopedAStatus::ok();
+        // The callback goes first: it makes this call slow, which is what lets a runtime that
+        // serves one-way calls concurrently get them out of order.
+        ndk::ScopedAStatus st = ndk::ScopedAStatus::ok();
+        if (p.callback) st = p.callback->onCallback({record(p.param0)});
+        std::lock_guard<std::mutex> lock(mu_);
+        oneWayLog_.push_back(p.param0);
+        return st;
     }
 
     // Observations for in-process tests.
