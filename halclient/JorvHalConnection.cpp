@@ -1,0 +1,90 @@
+#define LOG_TAG "JORVFramework-lib-vendor"
+
+#include "JorvHalConnection.h"
+
+#include <android/binder_manager.h>
+#include <log/log.h>
+
+#include "JorvHalclient.h"
+
+namespace jorvHalclient {
+
+// Definition order is initialisation order within this file: the connection first, then its lock.
+std::shared_ptr<IJorv> g_jorv_hal;
+qar::SharedTimedMutex g_jorv_hal_mutex;
+AIBinder_DeathRecipient* g_jorv_death_recipient = nullptr;
+
+namespace {
+
+// Runs on a binder thread when the service dies. The next operation reconnects; nothing here waits
+// for the service. The cookie is deliberately ignored.
+void onJorvHalDied(void* /*cookie*/) {
+    qar::ExclusiveLock lock(g_jorv_hal_mutex);
+    g_jorv_hal = nullptr;
+    ALOGE("Jorv HAL Service died");
+}
+
+int isDeclaredFlag() {
+    return AServiceManager_isDeclared(kJorvInstance) ? 1 : 0;
+}
+
+}  // namespace
+
+void get_jorv_hal_and_link_to_death() {
+    {
+        qar::SharedLock lock(g_jorv_hal_mutex);
+        if (g_jorv_hal != nullptr) return;
+    }
+    // There is no atomic upgrade: another thread may connect between the two holds. A thread that
+    // loses that race logs the "not declared" line with the (then normally true) answer, which
+    // integrators have learnt to read as a lost race; the existing connection is kept.
+    qar::ExclusiveLock lock(g_jorv_hal_mutex);
+    if (g_jorv_hal != nullptr || !AServiceManager_isDeclared(kJorvInstance)) {
+        ALOGE("Jorv is not declared, AServiceManager_isDeclared:%d", isDeclaredFlag());
+        return;
+    }
+
+    // Blocks, with the exclusive hold, until the service is published.
+    ndk::SpAIBinder binder(AServiceManager_waitForService(kJorvInstance));
+    g_jorv_hal = IJorv::fromBinder(binder);
+    if (g_jorv_hal == nullptr) {
+        ALOGE("Jorv HAL Service not found");
+        return;
+    }
+
+    // The recipient of an earlier connection belongs to a proxy that is gone; free it rather than
+    // let every reconnect leak one.
+    AIBinder_DeathRecipient_delete(g_jorv_death_recipient);
+    g_jorv_death_recipient = AIBinder_DeathRecipient_new(onJorvHalDied);
+    if (AIBinder_linkToDeath(g_jorv_hal->asBinder().get(), g_jorv_death_recipient,
+                             static_cast<void*>(g_jorv_hal.get())) != STATUS_OK) {
+        g_jorv_hal = nullptr;
+        ALOGE("Unable to link to g_jorv_hal death notifications!");
+    }
+}
+
+void dropJorvHal() {
+    qar::ExclusiveLock lock(g_jorv_hal_mutex);
+    g_jorv_hal = nullptr;
+}
+
+bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) {
+    if (status.get() != nullptr && AStatus_isOk(status.get())) return true;
+    ALOGE("%s() failed: jorv HAL service not available", name);
+    dropJorvHal();
+    return false;
+}
+
+void jorv_init() {
+    ALOGI("jorv client jorv_init");
+    get_jorv_hal_and_link_to_death();
+    ndk::ScopedAStatus status;
+    {
+        qar::SharedLock lock(g_jorv_hal_mutex);
+        if (g_jorv_hal == nullptr) return;
+        status = g_jorv_hal->init();
+    }
+    checkJorvStatus(status, "jorv_init");
+}
+
+}  // namespace jorvHalclient

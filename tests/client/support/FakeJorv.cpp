@@ -1,0 +1,179 @@
+#include "FakeJorv.h"
+
+namespace qartest {
+namespace {
+
+::ndk::ScopedAStatus toStatus(const Answer& answer) {
+    switch (answer.kind) {
+        case Answer::Kind::kOk:
+            return ::ndk::ScopedAStatus::ok();
+        case Answer::Kind::kException:
+            return ::ndk::ScopedAStatus::fromExceptionCode(answer.code);
+        case Answer::Kind::kServiceSpecific:
+            return ::ndk::ScopedAStatus::fromServiceSpecificError(answer.code);
+        case Answer::Kind::kTransport:
+            return ::ndk::ScopedAStatus::fromStatus(answer.code);
+    }
+    return ::ndk::ScopedAStatus::ok();
+}
+
+// Writes the scripted out-value; left untouched when the script has none, so the client's preset
+// shows through.
+::ndk::ScopedAStatus answerInt(const Answer& answer, int32_t* out) {
+    if (answer.out.has_value()) *out = *answer.out;
+    return toStatus(answer);
+}
+
+}  // namespace
+
+void FakeJorv::setDefault(const std::string& op, Answer answer) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mDefaults[op] = std::move(answer);
+}
+
+void FakeJorv::enqueue(const std::string& op, Answer answer) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mQueued[op].push_back(std::move(answer));
+}
+
+void FakeJorv::holdCalls(bool hold) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mHold = hold;
+    mCond.notify_all();
+}
+
+std::vector<Call> FakeJorv::calls() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mCalls;
+}
+
+std::vector<Call> FakeJorv::callsOf(const std::string& op) const {
+    std::vector<Call> result;
+    for (Call& call : calls()) {
+        if (call.op == op) result.push_back(std::move(call));
+    }
+    return result;
+}
+
+bool FakeJorv::waitForCalls(size_t n, std::chrono::milliseconds timeout) const {
+    std::unique_lock<std::mutex> lock(mMutex);
+    return mCond.wait_for(lock, timeout, [&] { return mCalls.size() >= n; });
+}
+
+void FakeJorv::clearCalls() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mCalls.clear();
+}
+
+int FakeJorv::callBackAll(const std::vector<JorvRequestData>& data) {
+    std::vector<std::shared_ptr<IJorvCallback>> callbacks;
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        callbacks = mCallbacks;
+    }
+    int ok = 0;
+    for (const auto& callback : callbacks) {
+        if (callback != nullptr && callback->onCallback(data).isOk()) ++ok;
+    }
+    return ok;
+}
+
+void FakeJorv::dropCallbacks() {
+    std::vector<std::shared_ptr<IJorvCallback>> dropped;
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        dropped.swap(mCallbacks);
+    }
+    // The proxies are released here, outside the lock.
+}
+
+Answer FakeJorv::record(Call call) {
+    std::unique_lock<std::mutex> lock(mMutex);
+    if (call.callback != nullptr) mCallbacks.push_back(call.callback);
+    if (call.parcel.has_value() && call.parcel->callback != nullptr) {
+        mCallbacks.push_back(call.parcel->callback);
+    }
+    const std::string op = call.op;
+    mCalls.push_back(std::move(call));
+    mCond.notify_all();
+    mCond.wait(lock, [&] { return !mHold; });
+
+    auto queued = mQueued.find(op);
+    if (queued != mQueued.end() && !queued->second.empty()) {
+        Answer answer = std::move(queued->second.front());
+        queued->second.pop_front();
+        return answer;
+    }
+    auto fallback = mDefaults.find(op);
+    return fallback != mDefaults.end() ? fallback->second : Answer::ok(1);
+}
+
+::ndk::ScopedAStatus FakeJorv::init() {
+    return toStatus(record(Call{"init", {}, {}, {}, {}, {}}));
+}
+
+::ndk::ScopedAStatus FakeJorv::request(const JorvRequestParcel& parcel, int32_t* out) {
+    return answerInt(record(Call{"request", parcel, {}, {}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::release(int32_t handle, int32_t* out) {
+    return answerInt(record(Call{"release", {}, {handle}, {}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::stateRequest(const JorvRequestParcel& parcel,
+                                            std::vector<JorvRequestData>* out) {
+    Answer answer = record(Call{"stateRequest", parcel, {}, {}, {}, {}});
+    if (answer.data.has_value()) *out = *answer.data;
+    return toStatus(answer);
+}
+
+::ndk::ScopedAStatus FakeJorv::listeningRegister(const JorvRequestParcel& parcel,
+                                                 const std::shared_ptr<IJorvCallback>& callback,
+                                                 int32_t* out) {
+    return answerInt(record(Call{"listeningRegister", parcel, {}, {}, {}, callback}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::listeningUnregister(int32_t handle, int32_t* out) {
+    return answerInt(record(Call{"listeningUnregister", {}, {handle}, {}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::propertyGet(const std::string& name, std::string* out) {
+    Answer answer = record(Call{"propertyGet", {}, {}, {name}, {}, {}});
+    if (answer.text.has_value()) *out = *answer.text;
+    return toStatus(answer);
+}
+
+::ndk::ScopedAStatus FakeJorv::propertySet(const std::string& name, const std::string& value,
+                                           int32_t* out) {
+    return answerInt(record(Call{"propertySet", {}, {}, {name, value}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::thermalListeningRegister(
+        const std::vector<int32_t>& ids, const std::shared_ptr<IJorvCallback>& callback,
+        int32_t* out) {
+    return answerInt(record(Call{"thermalListeningRegister", {}, ids, {}, {}, callback}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::thermalListeningUnregister(int32_t handle, int32_t* out) {
+    return answerInt(record(Call{"thermalListeningUnregister", {}, {handle}, {}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::reserved10() {
+    return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}}));
+}
+
+::ndk::ScopedAStatus FakeJorv::setRelatedSysInfo(int32_t a, const std::string& info,
+                                                 int32_t* out) {
+    return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::ruleCtl(int32_t ruleId, int32_t status,
+                                       const std::vector<JorvRequestData>& data, int32_t* out) {
+    return answerInt(record(Call{"ruleCtl", {}, {ruleId, status}, {}, data, {}}), out);
+}
+
+::ndk::ScopedAStatus FakeJorv::requestOneWay(const JorvRequestParcel& parcel) {
+    return toStatus(record(Call{"requestOneWay", parcel, {}, {}, {}, {}}));
+}
+
+}  // namespace qartest

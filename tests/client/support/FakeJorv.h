@@ -1,0 +1,110 @@
+#pragma once
+
+#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qartest {
+
+using ::aidl::vendor::vemra::hardware::jorv::BnJorv;
+using ::aidl::vendor::vemra::hardware::jorv::IJorvCallback;
+using ::aidl::vendor::vemra::hardware::jorv::JorvRequestData;
+using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
+
+// How the fake answers one call.
+struct Answer {
+    enum class Kind { kOk, kException, kServiceSpecific, kTransport };
+    Kind kind = Kind::kOk;
+    int32_t code = 0;                                // exception, service error or transport status
+    std::optional<int32_t> out;                      // the integer out-value, if the op has one
+    std::optional<std::vector<JorvRequestData>> data;  // stateRequest's answers
+    std::optional<std::string> text;                 // propertyGet's value
+
+    static Answer ok(int32_t value) { return Answer{Kind::kOk, 0, value, {}, {}}; }
+    static Answer okData(std::vector<JorvRequestData> data) {
+        return Answer{Kind::kOk, 0, {}, std::move(data), {}};
+    }
+    static Answer okText(std::string text) { return Answer{Kind::kOk, 0, {}, {}, std::move(text)}; }
+    static Answer exception(int32_t ex) { return Answer{Kind::kException, ex, {}, {}, {}}; }
+    static Answer serviceSpecific(int32_t err) {
+        return Answer{Kind::kServiceSpecific, err, {}, {}, {}};
+    }
+    static Answer transport(int32_t status) { return Answer{Kind::kTransport, status, {}, {}, {}}; }
+};
+
+// One call as the fake received it.
+struct Call {
+    std::string op;
+    std::optional<JorvRequestParcel> parcel;
+    std::vector<int32_t> ints;         // scalar arguments, in order, and int[] contents
+    std::vector<std::string> strings;  // string arguments, in order
+    std::vector<JorvRequestData> data;  // ruleCtl's list
+    std::shared_ptr<IJorvCallback> callback;  // the callback argument, if any
+};
+
+// A recording, scriptable service. Each operation answers with the next queued answer for it, else
+// with its default (ok, out-value 1 unless set otherwise). Thread-safe.
+class FakeJorv : public BnJorv {
+public:
+    void setDefault(const std::string& op, Answer answer);
+    void enqueue(const std::string& op, Answer answer);
+    // Holds every call until release() (to test callers in flight); off by default.
+    void holdCalls(bool hold);
+
+    std::vector<Call> calls() const;
+    std::vector<Call> callsOf(const std::string& op) const;
+    // Waits until at least `n` calls arrived (any op).
+    bool waitForCalls(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+    void clearCalls();
+
+    // Calls back every callback received so far (in order of arrival) with `data`; returns how many
+    // calls succeeded.
+    int callBackAll(const std::vector<JorvRequestData>& data);
+    // Forgets the callbacks it received (drops its proxies).
+    void dropCallbacks();
+
+    ::ndk::ScopedAStatus init() override;
+    ::ndk::ScopedAStatus request(const JorvRequestParcel& parcel, int32_t* out) override;
+    ::ndk::ScopedAStatus release(int32_t handle, int32_t* out) override;
+    ::ndk::ScopedAStatus stateRequest(const JorvRequestParcel& parcel,
+                                      std::vector<JorvRequestData>* out) override;
+    ::ndk::ScopedAStatus listeningRegister(const JorvRequestParcel& parcel,
+                                           const std::shared_ptr<IJorvCallback>& callback,
+                                           int32_t* out) override;
+    ::ndk::ScopedAStatus listeningUnregister(int32_t handle, int32_t* out) override;
+    ::ndk::ScopedAStatus propertyGet(const std::string& name, std::string* out) override;
+    ::ndk::ScopedAStatus propertySet(const std::string& name, const std::string& value,
+                                     int32_t* out) override;
+    ::ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>& ids,
+                                                  const std::shared_ptr<IJorvCallback>& callback,
+                                                  int32_t* out) override;
+    ::ndk::ScopedAStatus thermalListeningUnregister(int32_t handle, int32_t* out) override;
+    ::ndk::ScopedAStatus reserved10() override;
+    ::ndk::ScopedAStatus setRelatedSysInfo(int32_t a, const std::string& info,
+                                           int32_t* out) override;
+    ::ndk::ScopedAStatus ruleCtl(int32_t ruleId, int32_t status,
+                                 const std::vector<JorvRequestData>& data, int32_t* out) override;
+    ::ndk::ScopedAStatus requestOneWay(const JorvRequestParcel& parcel) override;
+
+private:
+    // Records the call, waits while calls are held, and picks the answer.
+    Answer record(Call call);
+
+    mutable std::mutex mMutex;
+    mutable std::condition_variable mCond;
+    std::vector<Call> mCalls;
+    std::map<std::string, std::deque<Answer>> mQueued;
+    std::map<std::string, Answer> mDefaults;
+    std::vector<std::shared_ptr<IJorvCallback>> mCallbacks;
+    bool mHold = false;
+};
+
+}  // namespace qartest

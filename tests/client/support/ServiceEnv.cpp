@@ -1,0 +1,76 @@
+#include "ServiceEnv.h"
+
+#include <android/binder_manager.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "halclient/JorvHalConnection.h"
+
+namespace qartest {
+
+bool waitFor(const std::function<bool()>& predicate, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!predicate()) {
+        if (std::chrono::steady_clock::now() > deadline) return predicate();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+ServiceEnv::ServiceEnv() {
+    char pattern[] = "/tmp/qar-client-test-XXXXXX";
+    mDir = mkdtemp(pattern);
+    HostBinder_setServiceDir(mDir.c_str());
+    resetJorvHal();
+}
+
+ServiceEnv::~ServiceEnv() {
+    // Unlink first so that the service's death below reaches nobody in the next test.
+    resetJorvHal();
+    if (mFake != nullptr) HostBinder_killService(kInstance);
+    mFake = nullptr;
+    undeclare();
+    std::error_code ignored;
+    std::filesystem::remove_all(mDir, ignored);
+}
+
+void ServiceEnv::declare() {
+    HostBinder_declareInstance(kInstance);
+}
+
+void ServiceEnv::undeclare() {
+    HostBinder_undeclareInstance(kInstance);
+}
+
+std::shared_ptr<FakeJorv> ServiceEnv::publish() {
+    if (mFake != nullptr) HostBinder_killService(kInstance);
+    mFake = ::ndk::SharedRefBase::make<FakeJorv>();
+    AServiceManager_addService(mFake->asBinder().get(), kInstance);
+    return mFake;
+}
+
+void ServiceEnv::kill() {
+    HostBinder_killService(kInstance);
+}
+
+HostBinderLookupCounts ServiceEnv::lookups() const {
+    HostBinderLookupCounts counts{};
+    HostBinder_getLookupCounts(&counts);
+    return counts;
+}
+
+bool jorvHalConnected() {
+    qar::SharedLock lock(jorvHalclient::g_jorv_hal_mutex);
+    return jorvHalclient::g_jorv_hal != nullptr;
+}
+
+void resetJorvHal() {
+    qar::ExclusiveLock lock(jorvHalclient::g_jorv_hal_mutex);
+    AIBinder_DeathRecipient_delete(jorvHalclient::g_jorv_death_recipient);
+    jorvHalclient::g_jorv_death_recipient = nullptr;
+    jorvHalclient::g_jorv_hal = nullptr;
+}
+
+}  // namespace qartest

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <hostbinder/control.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "FakeJorv.h"
+
+namespace qartest {
+
+inline constexpr const char kInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
+
+// Polls `predicate` until it holds or `timeout` passes; returns its last value.
+bool waitFor(const std::function<bool()>& predicate,
+             std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// A private service directory for one test, the fake service published in it, and a library
+// whose connections start and end the test disconnected.
+class ServiceEnv {
+public:
+    ServiceEnv();
+    ~ServiceEnv();
+    ServiceEnv(const ServiceEnv&) = delete;
+    ServiceEnv& operator=(const ServiceEnv&) = delete;
+
+    void declare();
+    void undeclare();
+
+    // Publishes a new fake (replacing the published one, if any) and returns it.
+    std::shared_ptr<FakeJorv> publish();
+    // Makes the published service die for its clients.
+    void kill();
+    const std::shared_ptr<FakeJorv>& fake() const { return mFake; }
+
+    HostBinderLookupCounts lookups() const;
+
+private:
+    std::string mDir;
+    std::shared_ptr<FakeJorv> mFake;
+};
+
+// The namespace client's connection, seen from inside (tests link the library statically).
+bool jorvHalConnected();
+// Forgets the connection and its death link, as a freshly loaded library would be.
+void resetJorvHal();
+
+}  // namespace qartest
