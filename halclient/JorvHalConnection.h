@@ -3,11 +3,11 @@
 // The namespace client's cached connection to the resource-control service. Internal to the
 // library: nothing here is exported.
 
-#include <memory>
-
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
+
+#include <memory>
 
 #include "ThreadAnnotations.h"
 
@@ -29,8 +29,7 @@ void get_jorv_hal_and_link_to_death() EXCLUDES(g_jorv_hal_mutex);
 // Examines the status of a finished service call (made with the shared hold, already released).
 // A null or failed status is logged with `name` and drops the connection so that the next call
 // reconnects. Returns whether the call succeeded.
-bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name)
-        EXCLUDES(g_jorv_hal_mutex);
+bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) EXCLUDES(g_jorv_hal_mutex);
 
 // Forgets the connection (exclusive hold).
 void dropJorvHal() EXCLUDES(g_jorv_hal_mutex);

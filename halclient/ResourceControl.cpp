@@ -1,8 +1,7 @@
 #define LOG_TAG "JORVFramework-lib-vendor"
 
-#include <log/log.h>
-
 #include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
+#include <log/log.h>
 
 #include "JorvHalConnection.h"
 #include "JorvHalclient.h"
@@ -39,6 +38,25 @@ std::vector<JorvRequestData> toRequestData(const ResourceList& resources) {
     return data;
 }
 
+// Connects, builds the parcel with the shared hold kept (so the connection cannot be dropped
+// meanwhile) and sends it through IJorv::request. `build` returns false to refuse the request:
+// nothing is sent. Returns the service's handle, or -1.
+template <typename Build>
+int sendRequest(const char* name, Build&& build) {
+    int32_t handle = -1;
+    get_jorv_hal_and_link_to_death();
+    ndk::ScopedAStatus status;
+    {
+        qar::SharedLock lock(g_jorv_hal_mutex);
+        if (g_jorv_hal == nullptr) return -1;
+        JorvRequestParcel parcel;
+        if (!build(parcel)) return -1;
+        status = g_jorv_hal->request(parcel, &handle);
+    }
+    checkJorvStatus(status, name);
+    return handle;
+}
+
 int release(int handle, const char* name) {
     int32_t result = -1;
     get_jorv_hal_and_link_to_death();
@@ -57,41 +75,25 @@ int release(int handle, const char* name) {
 int jorvResCtlRequest(int param0, int param1, ResourceList& resources, int param3, int param4,
                       int param5) {
     ALOGI("jorv client jorvResCtlRequest");
-    int32_t handle = -1;
-    get_jorv_hal_and_link_to_death();
-    ndk::ScopedAStatus status;
-    {
-        qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return -1;
-        JorvRequestParcel parcel;
+    return sendRequest("jorvResCtlRequest", [&](JorvRequestParcel& parcel) {
         if (!checkResourceList(resources)) {
             ALOGE("jorvResCtlRequest ERROR: size unmatched for id and value ");
-            return -1;
+            return false;
         }
         fillRequestScalars(parcel, kRequestTypeResource, param0, param1, param3, param4, param5);
         parcel.dataList = toRequestData(resources);
-        status = g_jorv_hal->request(parcel, &handle);
-    }
-    checkJorvStatus(status, "jorvResCtlRequest");
-    return handle;
+        return true;
+    });
 }
 
 int jorvSACtlRequest(int param0, int param1, int sceneActionId, int param3, int param4,
                      int param5) {
     ALOGI("jorv client jorvSACtlRequest");
-    int32_t handle = -1;
-    get_jorv_hal_and_link_to_death();
-    ndk::ScopedAStatus status;
-    {
-        qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return -1;
-        JorvRequestParcel parcel;
+    return sendRequest("jorvSACtlRequest", [&](JorvRequestParcel& parcel) {
         fillRequestScalars(parcel, kRequestTypeSceneAction, param0, param1, param3, param4, param5);
         parcel.dataList.emplace_back().id = sceneActionId;
-        status = g_jorv_hal->request(parcel, &handle);
-    }
-    checkJorvStatus(status, "jorvSACtlRequest");
-    return handle;
+        return true;
+    });
 }
 
 int jorvResCtlRelease(int handle) {
@@ -131,4 +133,3 @@ int jorvSACtlRequest(int param1, int sceneActionId, int param5) {
 }
 
 }  // namespace jorvHalclient
-

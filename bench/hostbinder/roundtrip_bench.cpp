@@ -1,11 +1,17 @@
 // Round-trip cost of the host binder runtime against the floor set by the transport it uses:
 //
 //   BM_RawUnixSocketPingPong          4 bytes each way over a socketpair with an echo thread
-//   BM_BinderTrivialCall              IJorv::release(h) through a proxy to a service in this process
-//   BM_BinderTrivialCallChildProcess  the same call to a service in a child process
+//   BM_BinderTrivialCall              IJorv::release(h) through a proxy to a service in this
+//   process BM_BinderTrivialCallChildProcess  the same call to a service in a child process
 //
 // The child-process case needs no helper binary: this program runs itself again in serving mode
 // (--serve-child <dir>), which publishes the service and serves until killed.
+#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <benchmark/benchmark.h>
+#include <hostbinder/control.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
@@ -22,13 +28,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-
-#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <android/binder_process.h>
-#include <benchmark/benchmark.h>
-#include <hostbinder/control.h>
 
 namespace {
 

@@ -40,7 +40,8 @@ TEST(ConnectionTest, NotDeclaredEveryCallLogsAndFails) {
              [] { return jorvHalclient::jorvSACtlRequest(1, 2, 3); }},
             {"jorv client jorvResCtlRelease", [] { return jorvHalclient::jorvResCtlRelease(1); }},
             {"jorv client jorvSACtlRelease", [] { return jorvHalclient::jorvSACtlRelease(1); }},
-            {"jorv client jorv_init", [] {
+            {"jorv client jorv_init",
+             [] {
                  jorvHalclient::jorv_init();
                  return -1;
              }},
@@ -85,7 +86,7 @@ TEST(ConnectionTest, InitSendsInitAndFailureDropsConnection) {
     fake->enqueue("init", Answer::exception(EX_SECURITY));
     jorvHalclient::jorv_init();
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                       "jorv_init() failed: jorv HAL service not available"),
+                        "jorv_init() failed: jorv HAL service not available"),
               1u);
     EXPECT_FALSE(jorvHalConnected());
 }
@@ -109,17 +110,10 @@ TEST(ConnectionTest, DeathDropsConnectionAndNextCallReconnects) {
     env.declare();
     env.publish();
     ASSERT_EQ(requestOnce(), 1);
-    AIBinder_DeathRecipient* firstRecipient;
-    {
-        qar::SharedLock lock(jorvHalclient::g_jorv_hal_mutex);
-        firstRecipient = jorvHalclient::g_jorv_death_recipient;
-    }
-
     LogCapture log;
     env.kill();
-    ASSERT_TRUE(waitFor([&] {
-        return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 1;
-    }));
+    ASSERT_TRUE(waitFor(
+            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 1; }));
     EXPECT_FALSE(jorvHalConnected());
 
     // The next call waits for the service to come back.
@@ -130,9 +124,12 @@ TEST(ConnectionTest, DeathDropsConnectionAndNextCallReconnects) {
     fake->setDefault("request", Answer::ok(2));
     ASSERT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_EQ(pending.get(), 2);
-    qar::SharedLock lock(jorvHalclient::g_jorv_hal_mutex);
-    EXPECT_NE(jorvHalclient::g_jorv_death_recipient, nullptr);
-    EXPECT_NE(jorvHalclient::g_jorv_death_recipient, firstRecipient) << "a new recipient per link";
+
+    // The new connection has a death link of its own.
+    env.kill();
+    EXPECT_TRUE(waitFor(
+            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 2; }));
+    EXPECT_FALSE(jorvHalConnected());
 }
 
 TEST(ConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
@@ -182,9 +179,8 @@ TEST(ConnectionTest, CallsDuringDeathAndRestartReturnHandleOrMinusOne) {
         threads.emplace_back([&, t] {
             ResourceList resources = {{t + 1, "1"}};
             while (!stop) {
-                const int result = (t % 2 == 0)
-                                           ? jorvHalclient::jorvResCtlRequest(1, resources, 2)
-                                           : jorvHalclient::jorvResCtlRelease(9);
+                const int result = (t % 2 == 0) ? jorvHalclient::jorvResCtlRequest(1, resources, 2)
+                                                : jorvHalclient::jorvResCtlRelease(9);
                 if (result != 1 && result != -1) ++unexpected;
                 ++calls;
             }

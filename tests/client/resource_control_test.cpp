@@ -71,17 +71,23 @@ TEST_F(ResourceControlTest, OverloadsFillParcelFields) {
     };
     using namespace jorvHalclient;
     const std::vector<Case> cases = {
-            {"(a, r, b)", [](ResourceList& r) { return jorvResCtlRequest(10, r, 50); },
+            {"(a, r, b)",
+             [](ResourceList& r) { return jorvResCtlRequest(10, r, 50); },
              {-1, 10, -1, false, 50}},
-            {"(a, r, b, c)", [](ResourceList& r) { return jorvResCtlRequest(10, r, 1, 50); },
+            {"(a, r, b, c)",
+             [](ResourceList& r) { return jorvResCtlRequest(10, r, 1, 50); },
              {-1, 10, -1, true, 50}},
-            {"(a, r, b, c, d)", [](ResourceList& r) { return jorvResCtlRequest(10, r, 3, 0, 50); },
+            {"(a, r, b, c, d)",
+             [](ResourceList& r) { return jorvResCtlRequest(10, r, 3, 0, 50); },
              {-1, 10, 3, false, 50}},
-            {"(a, b, r, c)", [](ResourceList& r) { return jorvResCtlRequest(7, 10, r, 50); },
+            {"(a, b, r, c)",
+             [](ResourceList& r) { return jorvResCtlRequest(7, 10, r, 50); },
              {7, 10, -1, false, 50}},
-            {"(a, b, r, c, d)", [](ResourceList& r) { return jorvResCtlRequest(7, 10, r, 5, 50); },
+            {"(a, b, r, c, d)",
+             [](ResourceList& r) { return jorvResCtlRequest(7, 10, r, 5, 50); },
              {7, 10, -1, true, 50}},
-            {"base", [](ResourceList& r) { return jorvResCtlRequest(7, -1, r, 3, -4, 50); },
+            {"base",
+             [](ResourceList& r) { return jorvResCtlRequest(7, -1, r, 3, -4, 50); },
              {7, -1, 3, false, 50}},
             {"base, 32-bit extremes",
              [](ResourceList& r) { return jorvResCtlRequest(INT32_MIN, INT32_MIN, r, 0, 1, -1); },
@@ -126,8 +132,8 @@ TEST_F(ResourceControlTest, SceneActionOverloads) {
         bool flag;
     };
     const std::vector<Case> cases = {
-            {"(a, s, b)", [] { return jorvHalclient::jorvSACtlRequest(11, 4, 99); }, -1, 11, 4,
-             -1, 99, false},
+            {"(a, s, b)", [] { return jorvHalclient::jorvSACtlRequest(11, 4, 99); }, -1, 11, 4, -1,
+             99, false},
             {"base", [] { return jorvHalclient::jorvSACtlRequest(1, 2, 3, 4, 5, 6); }, 1, 2, 3, 4,
              6, true},
     };
@@ -162,7 +168,7 @@ TEST_F(ResourceControlTest, InvalidListSendsNothing) {
     EXPECT_EQ(jorvHalclient::jorvResCtlRequest(3, invalid, 4), -1);
     EXPECT_TRUE(fake->callsOf("request").empty());
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                       "jorvResCtlRequest ERROR: size unmatched for id and value "),
+                        "jorvResCtlRequest ERROR: size unmatched for id and value "),
               1u);
 }
 
@@ -205,8 +211,7 @@ TEST_F(ResourceControlTest, FailedCallsDropTheConnection) {
     static ResourceList empty;
     const std::vector<Case> cases = {
             {"service-specific error on request", Answer::serviceSpecific(3),
-             [] { return jorvHalclient::jorvResCtlRequest(1, empty, 2); }, "jorvResCtlRequest",
-             -1},
+             [] { return jorvHalclient::jorvResCtlRequest(1, empty, 2); }, "jorvResCtlRequest", -1},
             {"exception on scene action", Answer::exception(EX_ILLEGAL_STATE),
              [] { return jorvHalclient::jorvSACtlRequest(1, 2, 3); }, "jorvSACtlRequest", -1},
             {"transport failure on release", Answer::transport(STATUS_FAILED_TRANSACTION),
@@ -221,10 +226,10 @@ TEST_F(ResourceControlTest, FailedCallsDropTheConnection) {
         LogCapture log;
         fake->enqueue(op, c.answer);
         EXPECT_EQ(c.call(), c.expected) << c.name;
-        EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                           std::string(c.failureName) +
-                                   "() failed: jorv HAL service not available"),
-                  1u)
+        EXPECT_EQ(
+                log.count(ANDROID_LOG_ERROR, kTag,
+                          std::string(c.failureName) + "() failed: jorv HAL service not available"),
+                1u)
                 << c.name;
         EXPECT_FALSE(jorvHalConnected()) << c.name;
 

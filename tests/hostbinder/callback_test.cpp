@@ -1,6 +1,10 @@
 // Binder objects travelling inside calls: callbacks are served on runtime threads (so a caller
 // blocked in a call can still be called back), they live exactly as long as a peer holds them, and
 // an object that comes back to the process that exported it is that process's own object again.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -8,11 +12,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
-#include <android/binder_manager.h>
-#include <gtest/gtest.h>
 
 #include "support/echo_jorv.h"
 #include "support/jorv_endpoint.h"
@@ -72,8 +71,8 @@ TEST_P(CallbackTest, CallbackCanCallTheServiceAgain) {
     cb->setHook([weakJorv, innerResult](const auto&) {
         auto jorv = weakJorv.lock();
         int32_t r = 0;
-        ndk::ScopedAStatus st = jorv ? jorv->release(77, &r)
-                                     : ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
+        ndk::ScopedAStatus st =
+                jorv ? jorv->release(77, &r) : ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
         innerResult->store(r);
         return st;
     });

@@ -1,5 +1,9 @@
 // Service death and the service manager: death notifications (once per link, off the caller's
 // thread, then unlinked), dead proxies, restarts, killService, stale sockets, isDeclared.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
+#include <hostbinder/control.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -10,11 +14,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <gtest/gtest.h>
-#include <hostbinder/control.h>
 
 #include "support/echo_jorv.h"
 #include "support/recording_callback.h"
@@ -169,8 +168,7 @@ TEST_F(DeathTest, LinkToDeathOnALocalObjectIsInvalid) {
     auto echo = ndk::SharedRefBase::make<EchoJorv>();
     ndk::SpAIBinder local = echo->asBinder();
     auto recipient = newRecipient();
-    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient.get(), &probe),
-              STATUS_INVALID_OPERATION);
+    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient.get(), &probe), STATUS_INVALID_OPERATION);
     EXPECT_TRUE(AIBinder_isAlive(local.get()));
     EXPECT_FALSE(AIBinder_isRemote(local.get()));
 }

@@ -1,6 +1,9 @@
 // A service must survive whatever arrives on its socket: malformed frames close that one
 // connection, everyone else keeps being served, and connections, deaths and restarts leave no
 // descriptors or threads behind on either side.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -13,10 +16,6 @@
 #include <ostream>
 #include <string>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <gtest/gtest.h>
 
 #include "support/echo_jorv.h"
 #include "support/test_env.h"
@@ -67,8 +66,8 @@ T peek(const Bytes& b, size_t offset) {
 Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, const Bytes& data,
                        uint32_t objectCount = 0, const Bytes& objects = {}) {
     Bytes f;
-    put<uint32_t>(f, static_cast<uint32_t>(kFrameHeaderSize + kTransactionHeaderSize +
-                                           data.size() + objects.size()));
+    put<uint32_t>(f, static_cast<uint32_t>(kFrameHeaderSize + kTransactionHeaderSize + data.size() +
+                                           objects.size()));
     put<uint32_t>(f, kTransaction);
     put<uint64_t>(f, txnId);
     put<uint64_t>(f, target);
@@ -294,10 +293,16 @@ const MalformedCase kMalformed[] = {
              return b;
          },
          true},
-        {"truncatedHeader", [] { return Bytes{16, 0, 0}; }, true},
+        {"truncatedHeader",
+         [] {
+             return Bytes{16, 0, 0};
+         },
+         true},
 };
 
-void PrintTo(const MalformedCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const MalformedCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class MalformedFrameTest : public RobustnessTest,
                            public ::testing::WithParamInterface<MalformedCase> {};
@@ -326,8 +331,8 @@ TEST_F(RobustnessTest, WellFramedNonsenseGetsAnErrorReply) {
     RawConnection raw(socket_);
     ASSERT_TRUE(raw.ok());
     // IJorv.request with a body that is not a request (no interface token, nothing valid).
-    ASSERT_TRUE(raw.send(transactionFrame(1, kRootObject, FIRST_CALL_TRANSACTION + 1,
-                                          Bytes{1, 2, 3, 4})));
+    ASSERT_TRUE(raw.send(
+            transactionFrame(1, kRootObject, FIRST_CALL_TRANSACTION + 1, Bytes{1, 2, 3, 4})));
     const auto status = raw.replyStatus(1);
     ASSERT_TRUE(status.has_value()) << "no reply";
     EXPECT_NE(*status, STATUS_OK);
@@ -435,8 +440,8 @@ TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
     auto cycle = [&](int i) {
         auto echo = ndk::SharedRefBase::make<EchoJorv>();
         ASSERT_TRUE(local_.publish(echo->asBinder(), instance)) << "cycle " << i;
-        auto jorv = IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
+        auto jorv =
+                IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
         ASSERT_NE(jorv, nullptr) << "cycle " << i;
         int32_t ret = 0;
         ASSERT_TRUE(jorv->release(i, &ret).isOk()) << "cycle " << i;
@@ -452,8 +457,7 @@ TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
         cycle(i);
         if (HasFatalFailure()) return;
     }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; }))
-            << "fds " << countFds() << " > " << fds;
+    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
     EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
             << "threads " << countThreads() << " > " << threads;
 }
@@ -480,8 +484,7 @@ TEST_F(CycleTest, ChildServiceDeathCyclesKeepFdsAndThreadsFlat) {
         cycle(i);
         if (HasFatalFailure()) return;
     }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; }))
-            << "fds " << countFds() << " > " << fds;
+    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
     EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
             << "threads " << countThreads() << " > " << threads;
 }

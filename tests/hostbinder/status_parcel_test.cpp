@@ -1,16 +1,16 @@
 // AStatus and AParcel without any transport: value semantics, wire round trips, and reads of
 // short or corrupt data failing cleanly (ASan turns an out-of-bounds read into a failure).
+#include <android/binder_auto_utils.h>
+#include <android/binder_parcel.h>
+#include <android/binder_status.h>
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <android/binder_auto_utils.h>
-#include <android/binder_parcel.h>
-#include <android/binder_status.h>
-#include <gtest/gtest.h>
 
 #include "support/echo_jorv.h"
 #include "support/recording_callback.h"
@@ -22,7 +22,9 @@ struct ParcelDeleter {
     void operator()(AParcel* p) const { AParcel_delete(p); }
 };
 using Parcel = std::unique_ptr<AParcel, ParcelDeleter>;
-Parcel newParcel() { return Parcel(AParcel_create()); }
+Parcel newParcel() {
+    return Parcel(AParcel_create());
+}
 
 // --- AStatus --------------------------------------------------------------------------------
 
@@ -242,8 +244,7 @@ bool vectorAllocator(void* data, int32_t length, T** buffer) {
 }
 
 template <typename T>
-void checkArray(const char* what,
-                binder_status_t (*write)(AParcel*, const T*, int32_t),
+void checkArray(const char* what, binder_status_t (*write)(AParcel*, const T*, int32_t),
                 binder_status_t (*read)(const AParcel*, void*, bool (*)(void*, int32_t, T**)),
                 std::vector<T> values) {
     SCOPED_TRACE(what);
@@ -366,8 +367,12 @@ std::optional<std::string> readString(const AParcel* p, binder_status_t* status)
 
 TEST(ParcelTest, StringsRoundTripNullEmptyUtf8AndLong) {
     const std::vector<std::optional<std::string>> cases = {
-            std::nullopt, std::string(), std::string("a"), std::string("abc"),
-            std::string("abcd"), std::string("gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\x80"),
+            std::nullopt,
+            std::string(),
+            std::string("a"),
+            std::string("abc"),
+            std::string("abcd"),
+            std::string("gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\x80"),
             std::string(100000, 'q')};
     for (const auto& c : cases) {
         SCOPED_TRACE(c ? std::to_string(c->size()) + " bytes" : std::string("null"));
@@ -477,10 +482,11 @@ TEST(ParcelTest, CorruptLengthsFailCleanly) {
 
         ASSERT_EQ(AParcel_setDataPosition(p.get(), 0), STATUS_OK);
         StringSlot slot;
-        const binder_status_t st = AParcel_readString(p.get(), &slot, [](void* data, int32_t length, char** buffer) {
-            if (length > (1 << 20)) return false;
-            return stringSlotAllocator(data, length, buffer);
-        });
+        const binder_status_t st =
+                AParcel_readString(p.get(), &slot, [](void* data, int32_t length, char** buffer) {
+                    if (length > (1 << 20)) return false;
+                    return stringSlotAllocator(data, length, buffer);
+                });
         if (c.stringMayReadAsNull && st == STATUS_OK) {
             EXPECT_FALSE(slot.value().has_value());
         } else {

@@ -1,6 +1,13 @@
 // Calls through the runtime, against an EchoJorv in this process and in a child process: every
 // argument type survives the trip, statuses arrive as the service made them, one-way calls keep
 // their order, and concurrent callers all get through.
+#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/BpJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <binder/IPCThreadState.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -11,14 +18,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
-#include <aidl/vendor/vemra/hardware/jorv/BpJorv.h>
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <binder/IPCThreadState.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "support/echo_jorv.h"
 #include "support/jorv_endpoint.h"
@@ -163,8 +162,8 @@ const ParcelCase kParcelCases[] = {
              p.param3 = 33;
              p.param5 = 55;
              p.param1 = 1111111111111LL;
-             p.paths = std::vector<std::optional<std::string>>{std::string("/a"),
-                                                               std::string("/b")};
+             p.paths =
+                     std::vector<std::optional<std::string>>{std::string("/a"), std::string("/b")};
              p.param0 = 10;
              p.text1 = "one";
              p.text2 = "two";
@@ -214,7 +213,10 @@ TEST_P(TransportTest, EveryParcelFieldRoundTrips) {
 
 TEST_P(TransportTest, StringArgumentsAndResultsRoundTrip) {
     const std::string cases[] = {
-            "", "a", "vendor.vemra.thermal.level", "gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80",
+            "",
+            "a",
+            "vendor.vemra.thermal.level",
+            "gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80",
             std::string(1 << 20, 'p'),
     };
     for (const std::string& name : cases) {
@@ -234,20 +236,17 @@ TEST_P(TransportTest, ScalarMethodsRoundTrip) {
     };
     const std::vector<JorvRequestData> two = {record(1), record(2)};
     const Case cases[] = {
-            {"releaseMin", [](IJorv& j, int32_t* r) { return j.release(INT32_MIN, r); },
-             INT32_MIN},
-            {"releaseMax", [](IJorv& j, int32_t* r) { return j.release(INT32_MAX, r); },
-             INT32_MAX},
+            {"releaseMin", [](IJorv& j, int32_t* r) { return j.release(INT32_MIN, r); }, INT32_MIN},
+            {"releaseMax", [](IJorv& j, int32_t* r) { return j.release(INT32_MAX, r); }, INT32_MAX},
             {"thermalUnregister",
              [](IJorv& j, int32_t* r) { return j.thermalListeningUnregister(-7, r); }, -7},
             {"setRelatedSysInfo",
              [](IJorv& j, int32_t* r) { return j.setRelatedSysInfo(-5, "abc", r); }, -8},
             {"ruleCtl", [&two](IJorv& j, int32_t* r) { return j.ruleCtl(3, -4, two, r); }, 298},
             {"ruleCtlEmpty", [](IJorv& j, int32_t* r) { return j.ruleCtl(-1, 0, {}, r); }, -100},
-            {"propertySetOrder",
-             [](IJorv& j, int32_t* r) { return j.propertySet("ab", "cde", r); }, 2003},
-            {"propertySetEmpty", [](IJorv& j, int32_t* r) { return j.propertySet("", "", r); },
-             0},
+            {"propertySetOrder", [](IJorv& j, int32_t* r) { return j.propertySet("ab", "cde", r); },
+             2003},
+            {"propertySetEmpty", [](IJorv& j, int32_t* r) { return j.propertySet("", "", r); }, 0},
             {"unregisterUnknown",
              [](IJorv& j, int32_t* r) { return j.listeningUnregister(12345, r); }, -1},
     };
@@ -423,7 +422,8 @@ TEST_P(TransportTest, OneWayCallsAreServedInOrder) {
     std::vector<JorvRequestData> log;
     ASSERT_TRUE(waitFor([&] {
         return jorv_->stateRequest(ask, &log).isOk() && log.size() >= size_t{kCalls};
-    })) << "served " << log.size() << " of " << kCalls;
+    })) << "served "
+        << log.size() << " of " << kCalls;
     ASSERT_EQ(log.size(), size_t{kCalls});
     for (int32_t i = 0; i < kCalls; ++i) ASSERT_EQ(log[i].id, i) << "position " << i;
     std::vector<int32_t> calledBack;
@@ -478,8 +478,7 @@ TEST_P(TransportTest, ManyThreadsManyCalls) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Where, TransportTest,
-                         ::testing::Values(Where::kInProcess, Where::kChildProcess),
-                         whereName);
+                         ::testing::Values(Where::kInProcess, Where::kChildProcess), whereName);
 
 // Not parameterized: about looking services up, not calling them.
 class LookupTest : public HostBinderTest {};

@@ -162,8 +162,7 @@ Answer FakeJorv::record(Call call) {
     return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}}));
 }
 
-::ndk::ScopedAStatus FakeJorv::setRelatedSysInfo(int32_t a, const std::string& info,
-                                                 int32_t* out) {
+::ndk::ScopedAStatus FakeJorv::setRelatedSysInfo(int32_t a, const std::string& info, int32_t* out) {
     return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}}), out);
 }
 

@@ -23,10 +23,10 @@ using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
 struct Answer {
     enum class Kind { kOk, kException, kServiceSpecific, kTransport };
     Kind kind = Kind::kOk;
-    int32_t code = 0;                                // exception, service error or transport status
-    std::optional<int32_t> out;                      // the integer out-value, if the op has one
+    int32_t code = 0;            // exception, service error or transport status
+    std::optional<int32_t> out;  // the integer out-value, if the op has one
     std::optional<std::vector<JorvRequestData>> data;  // stateRequest's answers
-    std::optional<std::string> text;                 // propertyGet's value
+    std::optional<std::string> text;                   // propertyGet's value
 
     static Answer ok(int32_t value) { return Answer{Kind::kOk, 0, value, {}, {}}; }
     static Answer okData(std::vector<JorvRequestData> data) {
@@ -44,9 +44,9 @@ struct Answer {
 struct Call {
     std::string op;
     std::optional<JorvRequestParcel> parcel;
-    std::vector<int32_t> ints;         // scalar arguments, in order, and int[] contents
-    std::vector<std::string> strings;  // string arguments, in order
-    std::vector<JorvRequestData> data;  // ruleCtl's list
+    std::vector<int32_t> ints;                // scalar arguments, in order, and int[] contents
+    std::vector<std::string> strings;         // string arguments, in order
+    std::vector<JorvRequestData> data;        // ruleCtl's list
     std::shared_ptr<IJorvCallback> callback;  // the callback argument, if any
 };
 

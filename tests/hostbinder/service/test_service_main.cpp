@@ -5,6 +5,9 @@
 //
 // Without <service-dir> the runtime's own choice ($HOSTBINDER_DIR, ...) is used. --mirror also
 // publishes the binder mirror (support/mirror.h) under mirror::instanceFor(<instance>).
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <hostbinder/control.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -12,10 +15,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-
-#include <android/binder_manager.h>
-#include <android/binder_process.h>
-#include <hostbinder/control.h>
 
 #include "support/echo_jorv.h"
 #include "support/mirror.h"

@@ -27,6 +27,12 @@
 //                                   appends p.param0 to the one-way log
 #pragma once
 
+#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
+#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
+#include <android/binder_ibinder.h>
+#include <binder/IPCThreadState.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -37,13 +43,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
-#include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
-#include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
-#include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
-#include <android/binder_ibinder.h>
-#include <binder/IPCThreadState.h>
 
 namespace hbtest {
 

@@ -2,15 +2,14 @@
 // child process, so the same checks run over both paths through the runtime.
 #pragma once
 
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <memory>
 #include <ostream>
 #include <string>
-
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <gtest/gtest.h>
 
 #include "support/echo_jorv.h"
 #include "support/test_env.h"

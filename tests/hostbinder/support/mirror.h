@@ -3,11 +3,11 @@
 // Header-only: the helper service binary uses it too.
 #pragma once
 
-#include <string>
-
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 #include <android/binder_parcel.h>
+
+#include <string>
 
 namespace hbtest::mirror {
 
@@ -19,7 +19,9 @@ inline std::string instanceFor(const std::string& jorvInstance) {
 }
 
 namespace detail {
-inline void* onCreate(void* args) { return args; }
+inline void* onCreate(void* args) {
+    return args;
+}
 inline void onDestroy(void*) {}
 // Reply: bool "what I got was a proxy", then the binder itself.
 inline binder_status_t onTransact(AIBinder*, transaction_code_t code, const AParcel* in,
@@ -41,7 +43,9 @@ inline const AIBinder_Class* mirrorClass() {
     return clazz;
 }
 
-inline ndk::SpAIBinder newMirror() { return ndk::SpAIBinder(AIBinder_new(mirrorClass(), nullptr)); }
+inline ndk::SpAIBinder newMirror() {
+    return ndk::SpAIBinder(AIBinder_new(mirrorClass(), nullptr));
+}
 
 struct Reflection {
     binder_status_t status = STATUS_UNKNOWN_ERROR;

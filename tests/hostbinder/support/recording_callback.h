@@ -2,6 +2,8 @@
 // calling pid, so tests can check where and from whom a callback arrived.
 #pragma once
 
+#include <aidl/vendor/vemra/hardware/jorv/BnJorvCallback.h>
+#include <android/binder_ibinder.h>
 #include <sys/types.h>
 
 #include <atomic>
@@ -12,9 +14,6 @@
 #include <mutex>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/vemra/hardware/jorv/BnJorvCallback.h>
-#include <android/binder_ibinder.h>
 
 #include "support/echo_jorv.h"
 

@@ -1,6 +1,9 @@
 #include "support/test_env.h"
 
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
 #include <dirent.h>
+#include <hostbinder/control.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
@@ -13,10 +16,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <hostbinder/control.h>
 
 #include "support/mirror.h"
 
@@ -48,7 +47,9 @@ int countFds(pid_t pid) {
     return pid == 0 && n > 0 ? n - 1 : n;
 }
 
-int countThreads(pid_t pid) { return countEntries(procDir(pid, "task")); }
+int countThreads(pid_t pid) {
+    return countEntries(procDir(pid, "task"));
+}
 
 std::vector<std::string> socketsIn(const std::string& dir) {
     std::vector<std::string> found;
@@ -137,7 +138,9 @@ void LocalServices::killAll() {
 ChildService::ChildService(std::string instance, std::string dir, Options options)
     : instance_(std::move(instance)), dir_(std::move(dir)), options_(options) {}
 
-std::string ChildService::mirrorInstance() const { return mirror::instanceFor(instance_); }
+std::string ChildService::mirrorInstance() const {
+    return mirror::instanceFor(instance_);
+}
 
 ::testing::AssertionResult ChildService::start() {
 #ifndef HOSTBINDER_TEST_SERVICE_PATH

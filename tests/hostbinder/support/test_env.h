@@ -2,6 +2,8 @@
 // condition polling, fd/thread accounting, and helper service processes.
 #pragma once
 
+#include <android/binder_auto_utils.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/types.h>
 
@@ -11,9 +13,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <android/binder_auto_utils.h>
-#include <gtest/gtest.h>
 
 namespace hbtest {
 

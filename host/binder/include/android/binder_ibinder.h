@@ -7,13 +7,12 @@
  */
 #pragma once
 
+#include <android/binder_parcel.h>
+#include <android/binder_status.h>
 #include <stdbool.h>
 #include <stdint.h>
 #include <sys/cdefs.h>
 #include <sys/types.h>
-
-#include <android/binder_parcel.h>
-#include <android/binder_status.h>
 
 __BEGIN_DECLS
 
@@ -72,7 +71,8 @@ binder_status_t AIBinder_linkToDeath(AIBinder* binder, AIBinder_DeathRecipient* 
 binder_status_t AIBinder_unlinkToDeath(AIBinder* binder, AIBinder_DeathRecipient* recipient,
                                        void* cookie);
 
-/* Identity of the process that sent the transaction being served on this thread; own ids outside. */
+/* Identity of the process that sent the transaction being served on this thread; own ids outside.
+ */
 uid_t AIBinder_getCallingUid(void);
 pid_t AIBinder_getCallingPid(void);
 

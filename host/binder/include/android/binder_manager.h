@@ -6,11 +6,10 @@
  */
 #pragma once
 
-#include <stdbool.h>
-#include <sys/cdefs.h>
-
 #include <android/binder_ibinder.h>
 #include <android/binder_status.h>
+#include <stdbool.h>
+#include <sys/cdefs.h>
 
 __BEGIN_DECLS
 

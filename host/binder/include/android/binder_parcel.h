@@ -5,12 +5,11 @@
  */
 #pragma once
 
+#include <android/binder_status.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/cdefs.h>
-
-#include <android/binder_status.h>
 
 __BEGIN_DECLS
 
@@ -45,11 +44,9 @@ typedef binder_status_t (*AParcel_writeParcelableElement)(AParcel* parcel, const
 typedef binder_status_t (*AParcel_readParcelableElement)(const AParcel* parcel, void* arrayData,
                                                          size_t index);
 typedef bool (*AParcel_int32ArrayAllocator)(void* arrayData, int32_t length, int32_t** outBuffer);
-typedef bool (*AParcel_uint32ArrayAllocator)(void* arrayData, int32_t length,
-                                             uint32_t** outBuffer);
+typedef bool (*AParcel_uint32ArrayAllocator)(void* arrayData, int32_t length, uint32_t** outBuffer);
 typedef bool (*AParcel_int64ArrayAllocator)(void* arrayData, int32_t length, int64_t** outBuffer);
-typedef bool (*AParcel_uint64ArrayAllocator)(void* arrayData, int32_t length,
-                                             uint64_t** outBuffer);
+typedef bool (*AParcel_uint64ArrayAllocator)(void* arrayData, int32_t length, uint64_t** outBuffer);
 typedef bool (*AParcel_floatArrayAllocator)(void* arrayData, int32_t length, float** outBuffer);
 typedef bool (*AParcel_doubleArrayAllocator)(void* arrayData, int32_t length, double** outBuffer);
 typedef bool (*AParcel_boolArrayAllocator)(void* arrayData, int32_t length);
@@ -58,7 +55,8 @@ typedef void (*AParcel_boolArraySetter)(void* arrayData, size_t index, bool valu
 typedef bool (*AParcel_charArrayAllocator)(void* arrayData, int32_t length, char16_t** outBuffer);
 typedef bool (*AParcel_byteArrayAllocator)(void* arrayData, int32_t length, int8_t** outBuffer);
 
-/* Binder objects. A null binder is allowed; a read binder is owned by the caller (one strong ref). */
+/* Binder objects. A null binder is allowed; a read binder is owned by the caller (one strong ref).
+ */
 binder_status_t AParcel_writeStrongBinder(AParcel* parcel, AIBinder* binder);
 binder_status_t AParcel_readStrongBinder(const AParcel* parcel, AIBinder** binder);
 
@@ -79,8 +77,7 @@ binder_status_t AParcel_writeStringArray(AParcel* parcel, const void* arrayData,
 binder_status_t AParcel_readStringArray(const AParcel* parcel, void* arrayData,
                                         AParcel_stringArrayAllocator allocator,
                                         AParcel_stringArrayElementAllocator elementAllocator);
-binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData,
-                                             int32_t length,
+binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData, int32_t length,
                                              AParcel_writeParcelableElement elementWriter);
 binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayData,
                                             AParcel_parcelableArrayAllocator allocator,

@@ -4,9 +4,8 @@
  */
 #pragma once
 
-#include <sys/cdefs.h>
-
 #include <android/binder_ibinder.h>
+#include <sys/cdefs.h>
 
 __BEGIN_DECLS
 

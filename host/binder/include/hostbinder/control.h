@@ -7,12 +7,11 @@
  */
 #pragma once
 
+#include <android/binder_status.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/cdefs.h>
-
-#include <android/binder_status.h>
 
 __BEGIN_DECLS
 
