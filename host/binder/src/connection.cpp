@@ -615,6 +615,22 @@ bool Connection::writeFrame(iovec* iov, int iovCount) {
     }
 }
 
+bool Connection::writeMessage(uint32_t type, const void* header, size_t headerSize,
+                              const uint8_t* data, size_t dataSize,
+                              const std::vector<wire::WireObject>& objects) {
+    const size_t objectsSize = objects.size() * sizeof(wire::WireObject);
+    wire::FrameHeader frame{
+            static_cast<uint32_t>(sizeof(wire::FrameHeader) + headerSize + dataSize + objectsSize),
+            type};
+    iovec iov[] = {
+            {&frame, sizeof(frame)},
+            {const_cast<void*>(header), headerSize},
+            {const_cast<uint8_t*>(data), dataSize},
+            {const_cast<wire::WireObject*>(objects.data()), objectsSize},
+    };
+    return writeFrame(iov, 4);
+}
+
 binder_status_t Connection::transact(uint64_t target, transaction_code_t code, const AParcel& data,
                                      AParcel** reply, binder_flags_t flags) {
     const bool oneway = (flags & FLAG_ONEWAY) != 0;
@@ -643,16 +659,8 @@ binder_status_t Connection::transact(uint64_t target, transaction_code_t code, c
     header.flags = flags;
     header.dataSize = static_cast<uint32_t>(dataSize);
     header.objectCount = static_cast<uint32_t>(objects.size());
-    wire::FrameHeader frame{
-            static_cast<uint32_t>(fixedSize + dataSize + objects.size() * sizeof(wire::WireObject)),
-            wire::kTransaction};
-    iovec iov[] = {
-            {&frame, sizeof(frame)},
-            {&header, sizeof(header)},
-            {const_cast<uint8_t*>(data.mData.data()), dataSize},
-            {objects.data(), objects.size() * sizeof(wire::WireObject)},
-    };
-    if (!writeFrame(iov, 4)) {
+    if (!writeMessage(wire::kTransaction, &header, sizeof(header), data.mData.data(), dataSize,
+                      objects)) {
         // A broken socket: whoever reads next sees the end of the stream, and teardown fails the
         // call below with STATUS_DEAD_OBJECT.
         shutdown();
@@ -685,16 +693,10 @@ void Connection::sendReply(uint64_t txnId, binder_status_t status, const AParcel
     header.status = status;
     header.dataSize = static_cast<uint32_t>(dataSize);
     header.objectCount = static_cast<uint32_t>(objects.size());
-    wire::FrameHeader frame{
-            static_cast<uint32_t>(fixedSize + dataSize + objects.size() * sizeof(wire::WireObject)),
-            wire::kReply};
-    iovec iov[] = {
-            {&frame, sizeof(frame)},
-            {&header, sizeof(header)},
-            {const_cast<uint8_t*>(reply.mData.data()), dataSize},
-            {objects.data(), objects.size() * sizeof(wire::WireObject)},
-    };
-    if (!writeFrame(iov, 4)) shutdown();
+    if (!writeMessage(wire::kReply, &header, sizeof(header), reply.mData.data(), dataSize,
+                      objects)) {
+        shutdown();
+    }
 }
 
 // --- References ---------------------------------------------------------------------------------

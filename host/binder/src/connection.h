@@ -148,6 +148,11 @@ private:
             EXCLUDES(mLock, mWriteLock);
     // Writes one frame (all of `iov`); false when the socket is closed or broken.
     bool writeFrame(iovec* iov, int iovCount) EXCLUDES(mWriteLock);
+    // Writes one frame: its fixed header of `type`, the message header, the parcel data and the
+    // parcel's object table. False when the socket is broken.
+    bool writeMessage(uint32_t type, const void* header, size_t headerSize, const uint8_t* data,
+                      size_t dataSize, const std::vector<wire::WireObject>& objects)
+            EXCLUDES(mWriteLock);
 
     void queueDecRef(uint64_t id) REQUIRES(mLock);
     // Sends queued reference drops now, or from the pool when called while reading frames (a
