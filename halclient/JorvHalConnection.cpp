@@ -5,14 +5,21 @@
 #include <android/binder_manager.h>
 #include <log/log.h>
 
+#include "CallbackRegistries.h"
 #include "JorvHalclient.h"
 
 namespace jorvHalclient {
 
-// Definition order is initialisation order within this file: the connection first, then its lock.
+// Definition order is initialisation order within this file (and the reverse is destruction order
+// at exit): the connection, its lock, then the two callback registries, each after its mutex.
 std::shared_ptr<IJorv> g_jorv_hal;
 qar::SharedTimedMutex g_jorv_hal_mutex;
 AIBinder_DeathRecipient* g_jorv_death_recipient = nullptr;
+qar::Mutex listening_callback_mutex;
+std::vector<JorvCallbackGroup> listening_callbacks;
+std::mutex request_callback_mutex;
+std::vector<std::shared_ptr<JorvCallbackClient>> request_callbacks;
+RequestCallbacksCapability gRequestCallbacksCapability;
 
 namespace {
 

@@ -1,72 +1,17 @@
 #define LOG_TAG "JORVFramework-lib-vendor"
 
-#include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
 #include <log/log.h>
 
-#include "JorvHalConnection.h"
 #include "JorvHalclient.h"
+#include "JorvServiceCall.h"
 
 namespace jorvHalclient {
 
-using ::aidl::vendor::vemra::hardware::jorv::JorvRequestData;
-using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
-
 namespace {
-
-constexpr int32_t kRequestTypeResource = 1;
-constexpr int32_t kRequestTypeSceneAction = 2;
-
-// The scalar fields shared by resource and scene-action requests.
-void fillRequestScalars(JorvRequestParcel& parcel, int32_t requestType, int param0, int param1,
-                        int param3, int param4, int param5) {
-    parcel.requestType = requestType;
-    parcel.flag = param4 >= 1;
-    parcel.param3 = param3;
-    parcel.param5 = param5;
-    parcel.param1 = static_cast<int64_t>(param1);
-    parcel.param0 = param0;
-}
-
-std::vector<JorvRequestData> toRequestData(const ResourceList& resources) {
-    std::vector<JorvRequestData> data;
-    data.reserve(resources.size());
-    for (const QarClient::Resource& resource : resources) {
-        JorvRequestData& entry = data.emplace_back();
-        entry.id = resource.id;
-        if (resource.value.has_value()) entry.value = resource.value;
-    }
-    return data;
-}
-
-// Connects, builds the parcel with the shared hold kept (so the connection cannot be dropped
-// meanwhile) and sends it through IJorv::request. `build` returns false to refuse the request:
-// nothing is sent. Returns the service's handle, or -1.
-template <typename Build>
-int sendRequest(const char* name, Build&& build) {
-    int32_t handle = -1;
-    get_jorv_hal_and_link_to_death();
-    ndk::ScopedAStatus status;
-    {
-        qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return -1;
-        JorvRequestParcel parcel;
-        if (!build(parcel)) return -1;
-        status = g_jorv_hal->request(parcel, &handle);
-    }
-    checkJorvStatus(status, name);
-    return handle;
-}
 
 int release(int handle, const char* name) {
     int32_t result = -1;
-    get_jorv_hal_and_link_to_death();
-    ndk::ScopedAStatus status;
-    {
-        qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return -1;
-        status = g_jorv_hal->release(handle, &result);
-    }
-    checkJorvStatus(status, name);
+    callJorvHal(name, [&](IJorv& hal) { return std::optional(hal.release(handle, &result)); });
     return result;
 }
 

@@ -1,7 +1,12 @@
 #pragma once
 
 #include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
+#include "JorvClientCallback.h"
 #include "QarExport.h"
 #include "QarResource.h"
 
@@ -38,5 +43,90 @@ QAR_EXPORT int jorvSACtlRequest(int param1, int sceneActionId, int param5);
 // Releases a handle; returns the service's result, or -1.
 QAR_EXPORT int jorvResCtlRelease(int handle);
 QAR_EXPORT int jorvSACtlRelease(int handle);
+
+// --- Requests that want an answer -------------------------------------------------------------
+// As above, and the service calls `callback` once with the request's outcome. The library keeps
+// its callback object in request_callbacks until that first callback, also when the call fails.
+// A null callback is accepted: the answer is then only logged.
+QAR_EXPORT int jorvResCtlRequest(int param0, int param1, ResourceList& resources, int param3,
+                                 int param4, int param5,
+                                 const std::shared_ptr<IClientCallback>& callback);
+QAR_EXPORT int jorvSACtlRequest(int param0, int param1, int sceneActionId, int param3, int param4,
+                                int param5, const std::shared_ptr<IClientCallback>& callback);
+
+// --- Listening and state ------------------------------------------------------------------------
+// Asks the service to report changes of `resources` to `callback` until unregistered. Returns the
+// listening handle, or -1; a second listening on exactly the same ids (same order) is refused.
+QAR_EXPORT int jorvResListeningRegister(ResourceList& resources, int param5,
+                                        const std::shared_ptr<IClientCallback>& callback);
+// Ends any listening (by id, by path or thermal) with `handle`; the library forgets it locally
+// whatever the service answers. Returns the service's result, or -1.
+QAR_EXPORT int jorvResListeningUnRegister(int handle);
+// Appends the current state of `resources` to `results` (which is not cleared). Returns the size
+// of `results` afterwards, or -1 when the service could not answer or answered nothing.
+QAR_EXPORT int jorvResStateRequest(ResourceList& resources, int param5, ResourceList& results);
+
+// --- Thermal ------------------------------------------------------------------------------------
+// Sends (thermal id, level) pairs. Returns 0 when the service accepted them, else -1.
+QAR_EXPORT int jorvThermalNotify(ResourceList& resources, int param5);
+// Registers `callback` for thermal events of `ids`; returns the handle, or -1. The registration
+// stays in the library's listening registry until jorvResListeningUnRegister(handle). Not
+// synchronised with the other registrations: do not call it concurrently with them.
+QAR_EXPORT int jorvThermalListeningRegister(const std::vector<int>& ids,
+                                            const std::shared_ptr<IClientCallback>& callback);
+// Returns the service's result, or -1.
+QAR_EXPORT int jorvThermalListeningUnregister(int handle);
+
+// --- Resources addressed by path --------------------------------------------------------------
+// `paths` and `values` are parallel. Return the request handle, or -1.
+QAR_EXPORT int jorv_resctl_request_by_path(int param0, long param1,
+                                           const std::vector<std::string>& paths,
+                                           const std::vector<std::string>& values, int param3,
+                                           int param4, int param5);
+QAR_EXPORT int jorv_resctl_request_with_callback_by_path(
+        int param0, long param1, const std::vector<std::string>& paths,
+        const std::vector<std::string>& values, int param3, int param4, int param5,
+        const std::shared_ptr<IClientCallbackByPath>& callback);
+// Appends one value per answer to `results` (matched to `paths` by position; "" when the service
+// left it out). Returns the size of `results` afterwards, or -1.
+QAR_EXPORT int jorv_res_state_request_by_path(const std::vector<std::string>& paths,
+                                              const std::vector<std::string>& values, int param5,
+                                              std::vector<std::string>& results);
+// Sets results[path] for every answer carrying both a path and a value. Returns the size of
+// `results` afterwards, or -1.
+QAR_EXPORT int jorv_res_state_request_map_by_path(const std::map<std::string, std::string>& request,
+                                                  int param5,
+                                                  std::map<std::string, std::string>& results);
+// Listen to paths (the map form listens to its keys, in key order). Return the handle, or -1; the
+// same path sequence cannot be registered twice.
+QAR_EXPORT int jorv_res_listening_register_by_path(
+        const std::vector<std::string>& paths, int param5,
+        const std::shared_ptr<IClientCallbackByPath>& callback);
+QAR_EXPORT int jorv_res_listening_register_map_by_path(
+        const std::map<std::string, std::string>& request, int param5,
+        const std::shared_ptr<IClientCallbackByPath>& callback);
+
+// --- Diagnostics --------------------------------------------------------------------------------
+// Ask the service to write one of its tables to its own log, or to switch its request history.
+// Return 0 when the service accepted the command, else -1.
+QAR_EXPORT int jorvDumpToDoQueue();
+QAR_EXPORT int jorvDumpRunMap();
+QAR_EXPORT int jorvDumpActiveResMap();
+QAR_EXPORT int jorvDumpResRequest();
+QAR_EXPORT int jorvDumpResInfo();
+QAR_EXPORT int jorvDumpSAInfo();
+QAR_EXPORT int jorvDumpPidFdList();
+QAR_EXPORT int jorvDumpPidfdMonitorMap();
+QAR_EXPORT int jorvDumpResRecordList();
+QAR_EXPORT int jorvHistoryRequestRecordOn();
+QAR_EXPORT int jorvHistoryRequestRecordOff();
+
+// --- Properties ---------------------------------------------------------------------------------
+// Returns a new 256-byte buffer holding the property's value as a C string ("" when the service
+// could not be asked); the caller owns it and frees it with delete[]. A value of 256 bytes or
+// more does not fit and aborts the process.
+QAR_EXPORT char* jorvPropertyGet(const std::string& name);
+// Returns the service's result, or -1.
+QAR_EXPORT int jorvPropertySet(const std::string& name, const std::string& value);
 
 }  // namespace jorvHalclient

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "halclient/CallbackRegistries.h"
 #include "halclient/JorvHalConnection.h"
 
 namespace qartest {
@@ -24,11 +25,13 @@ ServiceEnv::ServiceEnv() {
     mDir = mkdtemp(pattern);
     HostBinder_setServiceDir(mDir.c_str());
     resetJorvHal();
+    resetCallbackRegistries();
 }
 
 ServiceEnv::~ServiceEnv() {
     // Unlink first so that the service's death below reaches nobody in the next test.
     resetJorvHal();
+    resetCallbackRegistries();
     if (mFake != nullptr) HostBinder_killService(kInstance);
     mFake = nullptr;
     undeclare();
@@ -71,6 +74,30 @@ void resetJorvHal() {
     AIBinder_DeathRecipient_delete(jorvHalclient::g_jorv_death_recipient);
     jorvHalclient::g_jorv_death_recipient = nullptr;
     jorvHalclient::g_jorv_hal = nullptr;
+}
+
+void resetCallbackRegistries() {
+    using namespace jorvHalclient;
+    std::vector<std::shared_ptr<JorvCallbackClient>> pending;
+    std::vector<JorvCallbackGroup> groups;
+    {
+        RequestCallbacksLock lock;
+        pending.swap(requestCallbacks());
+    }
+    {
+        qar::ExclusiveLock lock(listening_callback_mutex);
+        groups.swap(listening_callbacks);
+    }
+}
+
+size_t requestCallbackCount() {
+    jorvHalclient::RequestCallbacksLock lock;
+    return jorvHalclient::requestCallbacks().size();
+}
+
+size_t listeningGroupCount() {
+    qar::ExclusiveLock lock(jorvHalclient::listening_callback_mutex);
+    return jorvHalclient::listening_callbacks.size();
 }
 
 }  // namespace qartest

@@ -46,5 +46,10 @@ private:
 bool jorvHalConnected();
 // Forgets the connection and its death link, as a freshly loaded library would be.
 void resetJorvHal();
+// Empties request_callbacks and the listening registry.
+void resetCallbackRegistries();
+// Sizes of the two registries.
+size_t requestCallbackCount();
+size_t listeningGroupCount();
 
 }  // namespace qartest
