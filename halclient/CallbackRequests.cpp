@@ -37,7 +37,8 @@ int jorvResCtlRequest(int param0, int param1, ResourceList& resources, int param
                       int param5, const std::shared_ptr<IClientCallback>& callback) {
     ALOGI("jorv client jorvResCtlRequest with callback");
     // The failure line names the callback object rather than the function; log readers key on it.
-    return sendRequest("jorv client JorvCallbackClient with callback", [&](JorvRequestParcel& parcel) {
+    return sendRequest("jorv client JorvCallbackClient with callback", [&](JorvRequestParcel&
+                                                                                   parcel) {
         if (!checkResourceList(resources)) {
             ALOGE("jorv client jorv_resctl_request ERROR: size unmatched for id and value ");
             return false;

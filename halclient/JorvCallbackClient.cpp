@@ -111,8 +111,9 @@ void JorvCallbackClient::leaveRequestCallbacks() {
         RequestCallbacksLock lock;
         auto& registry = requestCallbacks();
         const size_t before = registry.size();
-        auto kept = std::stable_partition(registry.begin(), registry.end(),
-                                          [this](const auto& entry) { return entry.get() != this; });
+        auto kept =
+                std::stable_partition(registry.begin(), registry.end(),
+                                      [this](const auto& entry) { return entry.get() != this; });
         for (auto it = kept; it != registry.end(); ++it) {
             ALOGI("callback is found in request_callbacks");
             removed.push_back(std::move(*it));

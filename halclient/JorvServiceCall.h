@@ -6,7 +6,6 @@
 #include <android/binder_auto_utils.h>
 
 #include <cstdint>
-
 #include <optional>
 #include <utility>
 

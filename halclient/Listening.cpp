@@ -54,9 +54,8 @@ int registerListening(const char* failureName, const std::function<ListeningRequ
 
     if (checkJorvStatus(status, failureName)) {
         // Remembered whatever handle came back: the service accepted the callback object.
-        listening_callbacks.push_back(JorvCallbackGroup{std::move(request.ids),
-                                                        std::move(request.paths), handle,
-                                                        std::move(client)});
+        listening_callbacks.push_back(JorvCallbackGroup{
+                std::move(request.ids), std::move(request.paths), handle, std::move(client)});
         ALOGI("A callback has been registered to Jorv HAL ");
     }
     return handle;
@@ -107,8 +106,8 @@ int jorvResListeningUnRegister(int handle) {
 int jorvResStateRequest(ResourceList& resources, int param5, ResourceList& results) {
     ALOGI("jorv client jorvResStateRequest");
     std::vector<JorvRequestData> answers;
-    const CallOutcome outcome =
-            callJorvHal("jorvResStateRequest", [&](IJorv& hal) -> std::optional<ndk::ScopedAStatus> {
+    const CallOutcome outcome = callJorvHal(
+            "jorvResStateRequest", [&](IJorv& hal) -> std::optional<ndk::ScopedAStatus> {
                 JorvRequestParcel parcel = queryParcel(resources, param5);
                 ALOGI("jorv client hal jorvResStateRequest");
                 return hal.stateRequest(parcel, &answers);

@@ -87,23 +87,23 @@ int jorv_resctl_request_with_callback_by_path(
         const std::shared_ptr<IClientCallbackByPath>& callback) {
     ALOGI("jorv client jorv_resctl_request_with_callback");
     // The failure line repeats the entry text; log readers key on it.
-    return sendRequest("jorv client jorv_resctl_request_with_callback",
-                       [&](JorvRequestParcel& parcel) {
-                           startPathParcel(parcel);
-                           parcel.flag = param4 >= 1;
-                           if (paths.size() != values.size()) {
-                               ALOGE("jorv client jorv_resctl_request ERROR: size unmatched for id "
-                                     "and value ");
-                               return false;
-                           }
-                           fillPathScalars(parcel, param0, param1, param3, param5);
-                           parcel.callback = addRequestCallback(
-                                   callback,
-                                   "jorv client jorv_resctl_request_with_callback add to "
-                                   "request_callbacks");
-                           appendPathRecords(parcel, paths, values);
-                           return true;
-                       });
+    return sendRequest(
+            "jorv client jorv_resctl_request_with_callback", [&](JorvRequestParcel& parcel) {
+                startPathParcel(parcel);
+                parcel.flag = param4 >= 1;
+                if (paths.size() != values.size()) {
+                    ALOGE("jorv client jorv_resctl_request ERROR: size unmatched for id "
+                          "and value ");
+                    return false;
+                }
+                fillPathScalars(parcel, param0, param1, param3, param5);
+                parcel.callback =
+                        addRequestCallback(callback,
+                                           "jorv client jorv_resctl_request_with_callback add to "
+                                           "request_callbacks");
+                appendPathRecords(parcel, paths, values);
+                return true;
+            });
 }
 
 int jorv_res_state_request_by_path(const std::vector<std::string>& paths,
@@ -165,8 +165,9 @@ int jorv_res_listening_register_by_path(const std::vector<std::string>& paths, i
             [&] { return makeListeningClient(callback); });
 }
 
-int jorv_res_listening_register_map_by_path(const PathMap& request, int param5,
-                                            const std::shared_ptr<IClientCallbackByPath>& callback) {
+int jorv_res_listening_register_map_by_path(
+        const PathMap& request, int param5,
+        const std::shared_ptr<IClientCallbackByPath>& callback) {
     ALOGI("jorv client jorv_res_listening_register_map");
     return registerListening(
             "jorv_res_listening_register_map",

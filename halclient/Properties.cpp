@@ -39,9 +39,8 @@ char* jorvPropertyGet(const std::string& name) {
 int jorvPropertySet(const std::string& name, const std::string& value) {
     ALOGI("jorv client jorvPropertySet");
     int32_t result = -1;
-    callJorvHal("jorvPropertySet", [&](IJorv& hal) {
-        return std::optional(hal.propertySet(name, value, &result));
-    });
+    callJorvHal("jorvPropertySet",
+                [&](IJorv& hal) { return std::optional(hal.propertySet(name, value, &result)); });
     return result;
 }
 

@@ -1,9 +1,8 @@
 // Callbacks from the service to callers: routing by id and by path through real binder
 // transactions, the one-shot registry of request callbacks, and the callback object's lifetime.
 
-#include <gtest/gtest.h>
-
 #include <errno.h>
+#include <gtest/gtest.h>
 
 #include <thread>
 
@@ -77,7 +76,8 @@ TEST_F(CallbackClientTest, RequestCallbackRoutesByIdOnceOnBinderThread) {
     const std::vector<LogLine> expected = {
             {ANDROID_LOG_INFO, kClientTag,
              "JorvCallbackClient::onCallback res_Id 0x40 res_Value 7 is_register 0"},
-            {ANDROID_LOG_INFO, kClientTag, "JorvCallbackClient::onCallback res_Id 0x41 is_register 0"},
+            {ANDROID_LOG_INFO, kClientTag,
+             "JorvCallbackClient::onCallback res_Id 0x41 is_register 0"},
             {ANDROID_LOG_INFO, kClientTag,
              "JorvCallback::onCallback call IClientCallback onCallback is_register 0"},
             {ANDROID_LOG_INFO, kClientTag, "callback is found in request_callbacks"},
@@ -169,8 +169,8 @@ TEST_F(CallbackClientTest, ClientDestroyedOnlyOnceRegistryAndServiceLetGo) {
             << "the service still holds it";
     fake->dropCallbacks();
     fake->clearCalls();
-    EXPECT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_INFO, kClientTag, destructorLine) == 1; }));
+    EXPECT_TRUE(
+            waitFor([&] { return log.count(ANDROID_LOG_INFO, kClientTag, destructorLine) == 1; }));
 }
 
 }  // namespace
