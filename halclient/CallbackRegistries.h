@@ -23,9 +23,8 @@ struct JorvCallbackGroup {
     std::shared_ptr<JorvCallbackClient> client;
 };
 
-// Lock order: g_jorv_hal_mutex (shared) first, then either registry's mutex. A failed
-// registration drops the connection (exclusive g_jorv_hal_mutex) while still holding
-// listening_callback_mutex; the reverse is never done.
+// Lock order: g_jorv_hal_mutex (shared) first, then either registry's mutex. Neither registry
+// mutex is ever held while waiting for g_jorv_hal_mutex, shared or exclusive.
 extern qar::Mutex listening_callback_mutex;
 extern std::vector<JorvCallbackGroup> listening_callbacks GUARDED_BY(listening_callback_mutex);
 

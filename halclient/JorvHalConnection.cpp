@@ -75,8 +75,12 @@ void dropJorvHal() {
     g_jorv_hal = nullptr;
 }
 
+bool isJorvStatusOk(const ndk::ScopedAStatus& status) {
+    return status.get() != nullptr && AStatus_isOk(status.get());
+}
+
 bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (status.get() != nullptr && AStatus_isOk(status.get())) return true;
+    if (isJorvStatusOk(status)) return true;
     ALOGE("%s() failed: jorv HAL service not available", name);
     dropJorvHal();
     return false;

@@ -26,6 +26,9 @@ extern AIBinder_DeathRecipient* g_jorv_death_recipient GUARDED_BY(g_jorv_hal_mut
 // published. Must be called without g_jorv_hal_mutex held.
 void get_jorv_hal_and_link_to_death() EXCLUDES(g_jorv_hal_mutex);
 
+// Whether a service call's status is present and ok.
+bool isJorvStatusOk(const ndk::ScopedAStatus& status);
+
 // Examines the status of a finished service call (made with the shared hold, already released).
 // A null or failed status is logged with `name` and drops the connection so that the next call
 // reconnects. Returns whether the call succeeded.

@@ -42,22 +42,29 @@ int registerListening(const char* failureName, const std::function<ListeningRequ
         return -1;
     }
     ListeningRequest request = build();
-    qar::ExclusiveLock registryLock(listening_callback_mutex);
-    if (isDuplicate(request)) {
-        ALOGE("Same callback interface registered already");
+    ndk::ScopedAStatus status;
+    {
+        qar::ExclusiveLock registryLock(listening_callback_mutex);
+        if (isDuplicate(request)) {
+            ALOGE("Same callback interface registered already");
+            g_jorv_hal_mutex.unlock_shared();
+            return -1;
+        }
+        std::shared_ptr<JorvCallbackClient> client = makeClient();
+        status = g_jorv_hal->listeningRegister(request.parcel, client, &handle);
         g_jorv_hal_mutex.unlock_shared();
-        return -1;
+        if (isJorvStatusOk(status)) {
+            // Remembered whatever handle came back: the service accepted the callback object.
+            listening_callbacks.push_back(JorvCallbackGroup{
+                    std::move(request.ids), std::move(request.paths), handle, std::move(client)});
+            ALOGI("A callback has been registered to Jorv HAL ");
+            return handle;
+        }
     }
-    std::shared_ptr<JorvCallbackClient> client = makeClient();
-    ndk::ScopedAStatus status = g_jorv_hal->listeningRegister(request.parcel, client, &handle);
-    g_jorv_hal_mutex.unlock_shared();
-
-    if (checkJorvStatus(status, failureName)) {
-        // Remembered whatever handle came back: the service accepted the callback object.
-        listening_callbacks.push_back(JorvCallbackGroup{
-                std::move(request.ids), std::move(request.paths), handle, std::move(client)});
-        ALOGI("A callback has been registered to Jorv HAL ");
-    }
+    // Dropped only after the registry lock is let go: waiting for the exclusive hold while keeping
+    // it would deadlock against a registration that holds the connection shared and waits for
+    // the registry.
+    checkJorvStatus(status, failureName);
     return handle;
 }
 
@@ -90,15 +97,18 @@ int jorvResListeningUnRegister(int handle) {
     }
 
     // Forgotten locally whatever the service answered: its handle is of no use any more.
-    qar::ExclusiveLock registryLock(listening_callback_mutex);
-    auto removed = std::stable_partition(
-            listening_callbacks.begin(), listening_callbacks.end(),
-            [handle](const JorvCallbackGroup& group) { return group.handle != handle; });
-    for (auto it = removed; it != listening_callbacks.end(); ++it) {
-        ALOGI("a callback has been unregistered to Jorv HAL handle %d", handle);
+    {
+        qar::ExclusiveLock registryLock(listening_callback_mutex);
+        auto removed = std::stable_partition(
+                listening_callbacks.begin(), listening_callbacks.end(),
+                [handle](const JorvCallbackGroup& group) { return group.handle != handle; });
+        for (auto it = removed; it != listening_callbacks.end(); ++it) {
+            ALOGI("a callback has been unregistered to Jorv HAL handle %d", handle);
+        }
+        if (removed == listening_callbacks.end()) ALOGE("The callback was not registered before");
+        listening_callbacks.erase(removed, listening_callbacks.end());
     }
-    if (removed == listening_callbacks.end()) ALOGE("The callback was not registered before");
-    listening_callbacks.erase(removed, listening_callbacks.end());
+    // As in registerListening, the connection is dropped outside the registry lock.
     checkJorvStatus(status, "jorvResListeningUnRegister");
     return result;
 }

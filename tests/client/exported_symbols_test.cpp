@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <string>
 
@@ -17,13 +16,22 @@ std::set<std::string> exportedSymbols(const std::string& library) {
     const std::string command = "nm -D --defined-only -C --format=posix '" + library + "'";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return symbols;
-    // posix format: "<name> <type letter> <value> [<size>]"; demangled names contain blanks.
-    const std::regex format(R"(^(.*) [A-Za-z] [0-9a-f]+( [0-9a-f]+)?\s*$)");
     char line[8192];
     while (fgets(line, sizeof(line), pipe) != nullptr) {
-        std::smatch match;
-        const std::string entry(line);
-        if (std::regex_match(entry, match, format)) symbols.insert(match[1]);
+        // posix format: "<name> <type letter> <value> [<size>]"; demangled names contain blanks,
+        // so the fields are taken off the end.
+        std::string entry(line);
+        while (!entry.empty() && isspace(static_cast<unsigned char>(entry.back())))
+            entry.pop_back();
+        for (int hexFields = 0; hexFields < 2; ++hexFields) {
+            const size_t blank = entry.rfind(' ');
+            if (blank == std::string::npos || blank + 2 == entry.size()) break;  // type letter
+            entry.erase(blank);
+        }
+        const size_t typeBlank = entry.rfind(' ');
+        if (typeBlank != std::string::npos && typeBlank + 2 == entry.size()) {
+            symbols.insert(entry.substr(0, typeBlank));
+        }
     }
     pclose(pipe);
     return symbols;
