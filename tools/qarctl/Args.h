@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace qarctl {
+
+// A usage error: the command line cannot be understood. Exit status 2.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The arguments of one subcommand: positional words and --options. Options are declared by the
+// subcommand (flags take no value, the others take exactly one: "--name value" or
+// "--name=value"); anything else is a usage error.
+class Args {
+public:
+    Args(const std::vector<std::string>& words, const std::set<std::string>& flags,
+         const std::set<std::string>& valued);
+
+    bool flag(const std::string& name) const { return mFlags.count(name) != 0; }
+    std::optional<std::string> option(const std::string& name) const;
+    // The option as an integer (decimal, or hex with 0x), or `fallback` when absent.
+    int64_t intOption(const std::string& name, int64_t fallback) const;
+
+    const std::vector<std::string>& positional() const { return mPositional; }
+    // Positional word `i`, required; `what` names it in the error.
+    const std::string& at(size_t i, const char* what) const;
+    // Fails unless there are between `min` and `max` positional words.
+    void expectCount(size_t min, size_t max) const;
+
+private:
+    std::vector<std::string> mPositional;
+    std::set<std::string> mFlags;
+    std::map<std::string, std::string> mValues;
+};
+
+// Whole-string integer parsing: decimal, or hex with a 0x prefix; a usage error otherwise.
+int64_t parseInt(const std::string& text, const char* what);
+int32_t parseInt32(const std::string& text, const char* what);
+
+}  // namespace qarctl

@@ -1,0 +1,63 @@
+#include "Waiting.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <thread>
+
+namespace qarctl {
+
+namespace {
+
+std::atomic<bool> gInterrupted{false};
+std::mutex gCountersMutex;
+
+// Shared by every counter so that the signal thread can wake whichever one the main thread waits
+// on.
+std::condition_variable& wakeAll() {
+    static std::condition_variable cond;
+    return cond;
+}
+
+}  // namespace
+
+void installInterruptWatch() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    std::thread([set] {
+        int signal = 0;
+        sigwait(&set, &signal);
+        gInterrupted = true;
+        std::lock_guard<std::mutex> lock(gCountersMutex);
+        wakeAll().notify_all();
+    }).detach();
+}
+
+void EventCounter::add() {
+    ++mCount;
+    std::lock_guard<std::mutex> lock(gCountersMutex);
+    wakeAll().notify_all();
+}
+
+int EventCounter::count() const {
+    return mCount;
+}
+
+bool EventCounter::waitFor(int count, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    std::unique_lock<std::mutex> lock(gCountersMutex);
+    auto reached = [&] { return count > 0 && this->count() >= count; };
+    auto done = [&] { return reached() || gInterrupted; };
+    if (timeout.count() > 0) {
+        wakeAll().wait_until(lock, deadline, done);
+    } else {
+        wakeAll().wait(lock, done);
+    }
+    return reached();
+}
+
+}  // namespace qarctl

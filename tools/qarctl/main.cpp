@@ -1,0 +1,119 @@
+// qarctl: drives every exported function of libvemra-qar-client from the command line.
+//
+//   qarctl [--json] [--explain] COMMAND [ARGS...]
+//
+// Exit status: 0 when the call succeeded, 1 when it reported failure, 2 on usage errors.
+
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "Explain.h"
+#include "Waiting.h"
+
+namespace qarctl {
+namespace {
+
+constexpr int kUsageStatus = 2;
+
+std::vector<Command> allCommands() {
+    std::vector<Command> commands;
+    for (auto family : {wrapperCommands, eventApiCommands, halclientCommands}) {
+        for (Command& command : family()) commands.push_back(std::move(command));
+    }
+    return commands;
+}
+
+void printUsage(FILE* to, const std::vector<Command>& commands) {
+    fprintf(to,
+            "usage: qarctl [--json] [--explain] COMMAND [ARGS...]\n"
+            "       qarctl COMMAND --help\n\n"
+            "  --json     print one JSON object per line\n"
+            "  --explain  run the call against an in-process recording service and print what\n"
+            "             the library sends, one line per transaction\n\n"
+            "commands:\n");
+    for (const Command& command : commands) {
+        fprintf(to, "  %-22s %s\n", command.name.c_str(), command.summary.c_str());
+    }
+    fprintf(to, "\nexit status: 0 success, 1 the call reported failure, 2 usage error\n");
+}
+
+void printCommandHelp(const Command& command) {
+    printf("usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
+           command.summary.c_str());
+}
+
+int run(int argc, char** argv) {
+    const std::vector<Command> commands = allCommands();
+    bool json = false;
+    bool explain = false;
+    int i = 1;
+    for (; i < argc && argv[i][0] == '-'; ++i) {
+        const std::string option = argv[i];
+        if (option == "--json") {
+            json = true;
+        } else if (option == "--explain") {
+            explain = true;
+        } else if (option == "--help" || option == "-h") {
+            printUsage(stdout, commands);
+            return 0;
+        } else {
+            fprintf(stderr, "qarctl: unknown option %s\n", option.c_str());
+            printUsage(stderr, commands);
+            return kUsageStatus;
+        }
+    }
+    if (i >= argc) {
+        printUsage(stderr, commands);
+        return kUsageStatus;
+    }
+    const std::string name = argv[i];
+    const std::vector<std::string> words(argv + i + 1, argv + argc);
+    for (const Command& command : commands) {
+        if (command.name != name) continue;
+        for (const std::string& word : words) {
+            if (word == "--help" || word == "-h") {
+                printCommandHelp(command);
+                return 0;
+            }
+        }
+        Output out(json);
+        try {
+            const Args args(words, command.flags, command.valued);
+            std::unique_ptr<ExplainSession> session;
+            if (explain) {
+                std::string error;
+                session = startExplainSession(out, &error);
+                if (session == nullptr) {
+                    fprintf(stderr, "qarctl: --explain: %s\n", error.c_str());
+                    return 1;
+                }
+            }
+            Context context{out};
+            return command.run(context, args);
+        } catch (const UsageError& error) {
+            fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
+            printCommandHelp(command);
+            return kUsageStatus;
+        } catch (const std::exception& error) {
+            // A few queries let a parsing error of the service's answer escape; show it as the
+            // call's failure.
+            fprintf(stderr, "qarctl %s: the call threw: %s\n", name.c_str(), error.what());
+            return 1;
+        }
+    }
+    fprintf(stderr, "qarctl: unknown command \"%s\"\n", name.c_str());
+    printUsage(stderr, commands);
+    return kUsageStatus;
+}
+
+}  // namespace
+}  // namespace qarctl
+
+int main(int argc, char** argv) {
+    // Before any thread exists, so that every thread inherits the blocked signals.
+    qarctl::installInterruptWatch();
+    return qarctl::run(argc, argv);
+}
