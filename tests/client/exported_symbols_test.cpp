@@ -28,6 +28,9 @@ std::set<std::string> exportedSymbols(const std::string& library) {
 }
 
 TEST(ExportedSymbolsTest, OnlyThePublicApi) {
+    const std::string str =
+            "std::__cxx11::basic_string<char, std::char_traits<char>, "
+            "std::allocator<char> >";
     const std::set<std::string> expected = {
             "checkResourceList(std::__cxx11::list<QarClient::Resource, "
             "std::allocator<QarClient::Resource> >&)",
@@ -48,6 +51,27 @@ TEST(ExportedSymbolsTest, OnlyThePublicApi) {
             "jorvHalclient::jorvSACtlRequest(int, int, int)",
             "jorvHalclient::jorvResCtlRelease(int)",
             "jorvHalclient::jorvSACtlRelease(int)",
+            // Wrapper API.
+            "gActionList[abi:cxx11]",
+            "opCodeTargetLoad",
+            "opCodeAdpXpuCoreBoost",
+            "opCodeAdpXpuCoreLimit",
+            "opCodeAdpXpuFreqBoost",
+            "opCodeAdpXpuFreqLimit",
+            "QarResourceInfo(int, " + str + ")",
+            "getTargetLoadList(" + str + " const&)",
+            "getColocationList(" + str + " const&)",
+            "getGameAdpList(" + str + " const&)",
+            "getGameUpgradeList(int, int, int, int, int, " + str + " const&)",
+            "stringUtils::WHITESPACE",
+            "stringUtils::contains(" + str + ", " + str + ")",
+            "stringUtils::equals(" + str + ", " + str + ")",
+            "stringUtils::parseInt(" + str + ")",
+            "stringUtils::valueOf[abi:cxx11](int)",
+            "stringUtils::trimLeft(" + str + " const&, char const*)",
+            "stringUtils::trimRight(" + str + " const&, char const*)",
+            "stringUtils::trim(" + str + " const&, char const*)",
+            "stringUtils::split(" + str + " const&, " + str + ")",
     };
     EXPECT_EQ(exportedSymbols(QAR_CLIENT_LIBRARY_PATH), expected);
 }
