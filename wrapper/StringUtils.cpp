@@ -28,12 +28,15 @@ bool equals(std::string a, std::string b) {
 int parseInt(std::string s) {
     // strtol is what the standard string-to-int conversion is defined by; using it directly gives
     // the same result without throwing for the two failures that are mapped to 0.
+    // errno is restored: a number that does not convert is not an error for the caller.
+    const int savedErrno = errno;
     const char* begin = s.c_str();
     char* end = nullptr;
     errno = 0;
     const long value = std::strtol(begin, &end, 10);
-    if (end == begin) return 0;
-    if (errno == ERANGE || value < INT_MIN || value > INT_MAX) return 0;
+    const bool outOfRange = errno == ERANGE || value < INT_MIN || value > INT_MAX;
+    errno = savedErrno;
+    if (end == begin || outOfRange) return 0;
     return static_cast<int>(value);
 }
 
