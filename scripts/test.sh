@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the test suite in each build configuration.
 #
-#   scripts/test.sh                 # default clang asan tsan
+#   scripts/test.sh                 # default clang asan tsan fuzz
 #   scripts/test.sh default asan    # only the named presets
 #
 # Stops at the first configuration that fails to configure, build or pass.
@@ -15,7 +15,7 @@ scripts/setup.sh
 if (($# > 0)); then
     presets=("$@")
 else
-    presets=(default clang asan tsan)
+    presets=(default clang asan tsan fuzz)
 fi
 
 jobs="${QAR_TEST_JOBS:-2}"
