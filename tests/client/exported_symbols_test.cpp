@@ -48,6 +48,24 @@ TEST(ExportedSymbolsTest, OnlyThePublicApi) {
             "jorvHalclient::jorvSACtlRequest(int, int, int)",
             "jorvHalclient::jorvResCtlRelease(int)",
             "jorvHalclient::jorvSACtlRelease(int)",
+            // The event API: C linkage, except for the handle maker.
+            "qarInit",
+            "QarEventAcquire",
+            "QarEventAcquireOneWay",
+            "QarResAcquire",
+            "QarPlatformResAcquire",
+            "QarRelease",
+            "QarNotify",
+            "setRelatedSysInfo",
+            "qarRuleCtl",
+            "QarMutiResStateRequest",
+            "QarResStateRequest",
+            "QarGetHistory",
+            "QarGetPowerConsis",
+            "QarGetPMStatus",
+            "Qar_fetch_dataset",
+            "QarGetFeatureStatus",
+            "qarGetRandomHandle()",
     };
     EXPECT_EQ(exportedSymbols(QAR_CLIENT_LIBRARY_PATH), expected);
 }

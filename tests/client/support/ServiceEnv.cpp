@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "QarHal.h"
 #include "halclient/JorvHalConnection.h"
 
 namespace qartest {
@@ -24,11 +25,13 @@ ServiceEnv::ServiceEnv() {
     mDir = mkdtemp(pattern);
     HostBinder_setServiceDir(mDir.c_str());
     resetJorvHal();
+    resetQarHal();
 }
 
 ServiceEnv::~ServiceEnv() {
     // Unlink first so that the service's death below reaches nobody in the next test.
     resetJorvHal();
+    resetQarHal();
     if (mFake != nullptr) HostBinder_killService(kInstance);
     mFake = nullptr;
     undeclare();
