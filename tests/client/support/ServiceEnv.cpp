@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "QarHal.h"
 #include "halclient/CallbackRegistries.h"
 #include "halclient/JorvHalConnection.h"
 
@@ -26,12 +27,14 @@ ServiceEnv::ServiceEnv() {
     HostBinder_setServiceDir(mDir.c_str());
     resetJorvHal();
     resetCallbackRegistries();
+    resetQarHal();
 }
 
 ServiceEnv::~ServiceEnv() {
     // Unlink first so that the service's death below reaches nobody in the next test.
     resetJorvHal();
     resetCallbackRegistries();
+    resetQarHal();
     if (mFake != nullptr) HostBinder_killService(kInstance);
     mFake = nullptr;
     undeclare();

@@ -1,0 +1,126 @@
+#define LOG_TAG "[QAR_CLIENT]"
+
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
+#include <binder/IPCThreadState.h>
+#include <log/log.h>
+
+#include <string>
+
+#include "QarEventApi.h"
+#include "QarHalCall.h"
+#include "RequestData.h"
+#include "TraceMarker.h"
+
+using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
+using qarEvent::HalCall;
+using qarEvent::IJorv;
+
+namespace {
+
+constexpr int32_t kCmdResource = -2;
+constexpr int32_t kCmdPlatformResource = -3;
+constexpr int32_t kRequestTypeResource = 1;
+constexpr int32_t kRequestTypeEvent = 8;
+constexpr int32_t kRequestTypePlatformResource = 12;
+
+// Logs show "none" for an empty text; the parcel carries the empty text itself.
+const char* orNone(const std::string& text) {
+    return text.empty() ? "none" : text.c_str();
+}
+
+// " cmd_id:<cmdid> pkg:<pkg> identity:<identity> duration:<timeout>", as the trace shows it.
+std::string describe(int32_t cmdid, const std::string& pkg, const std::string& identity,
+                     int32_t timeout) {
+    return " cmd_id:" + std::to_string(cmdid) + " pkg:" + orNone(pkg) +
+           " identity:" + orNone(identity) + " duration:" + std::to_string(timeout);
+}
+
+// The parcel shared by both acquisition forms. The reserved ids select a request kind and are not
+// sent themselves; an event id goes first in the list, ahead of the resources.
+JorvRequestParcel eventParcel(int32_t cmdid, const std::string& pkg, const std::string& identity,
+                              int32_t timeout, const std::vector<QarClient::Resource>& resources) {
+    JorvRequestParcel parcel;
+    parcel.param1 = timeout;
+    parcel.text1 = pkg;
+    parcel.text2 = identity;
+    if (cmdid == kCmdResource) {
+        parcel.requestType = kRequestTypeResource;
+    } else if (cmdid == kCmdPlatformResource) {
+        parcel.requestType = kRequestTypePlatformResource;
+    } else {
+        parcel.requestType = kRequestTypeEvent;
+        parcel.dataList.emplace_back().id = cmdid;
+    }
+    qarEvent::appendRequestData(parcel.dataList, resources);
+    return parcel;
+}
+
+}  // namespace
+
+int32_t QarEventAcquire(int32_t cmdid, const std::string& pkg, const std::string& identity,
+                        int32_t timeout, const std::vector<QarClient::Resource>& resources) {
+    qarEvent::traceMarker("QarEventAcquire %s", describe(cmdid, pkg, identity, timeout).c_str());
+    ALOGI("QarEventAcquire, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg), orNone(identity));
+    int32_t handle = -1;
+    const JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
+    switch (qarEvent::callQarHal("QarEventAcquire",
+                                 [&](IJorv& hal) { return hal.request(parcel, &handle); })) {
+        case HalCall::kNotConnected:
+        case HalCall::kVanished:
+            return -1;
+        case HalCall::kFailed:
+            ALOGE("jorvResCtlRequest error:%d", handle);
+            return -1;
+        case HalCall::kOk:
+            break;
+    }
+    return handle;
+}
+
+int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::string& identity,
+                              int32_t timeout, const std::vector<QarClient::Resource>& resources) {
+    qarEvent::traceMarker("QarEventAcquireOneWay %s",
+                          describe(cmdid, pkg, identity, timeout).c_str());
+    ALOGI("QarEventAcquireOneWay, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg),
+          orNone(identity));
+    // The service cannot answer a one-way call, so the handle is made here. A failure to make one
+    // is not fatal: -1 asks the service to choose, and is what the caller gets back.
+    const int32_t handle = qarGetRandomHandle();
+    const pid_t callingPid = android::IPCThreadState::self()->getCallingPid();
+
+    JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
+    parcel.param0 = handle;
+    parcel.param5 = callingPid;
+    const HalCall result = qarEvent::callQarHal("QarEventAcquireOneWay", [&](IJorv& hal) {
+        for (const QarClient::Resource& resource : resources) {
+            ALOGD("QarEventAcquireOneWay res_Id:%d ,res_Value:%s, ", resource.id,
+                  resource.value.value_or("").c_str());
+        }
+        return hal.requestOneWay(parcel);
+    });
+    switch (result) {
+        case HalCall::kNotConnected:
+        case HalCall::kVanished:
+            return -1;
+        case HalCall::kFailed:
+            // The caller keeps the handle all the same: a one-way send has no failure to report.
+            ALOGE("jorvResCtlRequest error:%d", handle);
+            break;
+        case HalCall::kOk:
+            break;
+    }
+    return handle;
+}
+
+int32_t QarResAcquire(const std::vector<QarClient::Resource>& resources, int32_t /*unused*/,
+                      const std::string& identity, int32_t timeout) {
+    ALOGI("QarResAcquire");
+    return QarEventAcquire(kCmdResource, std::string(), identity, timeout, resources);
+}
+
+int32_t QarPlatformResAcquire(const std::vector<QarClient::Resource>& resources, int32_t /*unused*/,
+                              const std::string& identity, const std::string& pkg,
+                              int32_t timeout) {
+    ALOGI("QarPlatformResAcquire");
+    return QarEventAcquire(kCmdPlatformResource, pkg, identity, timeout, resources);
+}

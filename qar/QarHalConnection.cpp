@@ -1,0 +1,109 @@
+#define LOG_TAG "[QAR_CLIENT]"
+
+#include "QarHalConnection.h"
+
+#include <android/binder_manager.h>
+#include <log/log.h>
+
+#include "QarEventApi.h"
+#include "QarHalCall.h"
+
+namespace qarEvent {
+
+namespace {
+constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
+}  // namespace
+
+// Definition order is construction order: the lock before the pointer it guards, so that at exit
+// the pointer is destroyed first.
+qar::SharedTimedMutex g_qar_hal_mutex;
+std::shared_ptr<IJorv> g_qar_hal;
+AIBinder_DeathRecipient* g_qar_death_recipient = nullptr;
+
+namespace {
+
+// Runs on a binder thread when the service dies. The next call reconnects; the cookie is ignored.
+void onQarHalDied(void* /*cookie*/) {
+    qar::ExclusiveLock lock(g_qar_hal_mutex);
+    g_qar_hal = nullptr;
+    ALOGE("Jorv HAL Service died");
+}
+
+}  // namespace
+
+int qar_get_jorv_hal_and_link_to_death() {
+    {
+        qar::SharedLock lock(g_qar_hal_mutex);
+        if (g_qar_hal != nullptr) return 0;
+    }
+    // Not re-checked under the exclusive hold: threads that all found the connection missing each
+    // look the service up, and the last one's proxy is kept. The look-up does not wait, so this
+    // costs a few round trips at most.
+    qar::ExclusiveLock lock(g_qar_hal_mutex);
+    if (!AServiceManager_isDeclared(kJorvInstance)) {
+        ALOGE("Jorv is not declared, AServiceManager_isDeclared:%d",
+              AServiceManager_isDeclared(kJorvInstance) ? 1 : 0);
+        return -1;
+    }
+
+    ndk::SpAIBinder binder(AServiceManager_checkService(kJorvInstance));
+    g_qar_hal = IJorv::fromBinder(binder);
+    if (g_qar_hal == nullptr) {
+        ALOGE("Jorv HAL Service not found");
+        return -1;
+    }
+
+    // Deleting the previous recipient also unlinks it: left linked to a proxy that is still alive
+    // (after a failed call, the look-up returns the same one) it would report the next death twice,
+    // and it would leak on every reconnect.
+    AIBinder_DeathRecipient_delete(g_qar_death_recipient);
+    g_qar_death_recipient = AIBinder_DeathRecipient_new(onQarHalDied);
+    if (AIBinder_linkToDeath(g_qar_hal->asBinder().get(), g_qar_death_recipient,
+                             static_cast<void*>(g_qar_hal.get())) != STATUS_OK) {
+        g_qar_hal = nullptr;
+        ALOGE("Unable to link to g_qar_hal death notifications!");
+        return -1;
+    }
+    return 0;
+}
+
+bool connectQarHal() {
+    const int result = qar_get_jorv_hal_and_link_to_death();
+    if (result != 0) ALOGE("qar_get_jorv_hal_and_link_to_death error:%d", result);
+    return result == 0;
+}
+
+void dropQarHal() {
+    qar::ExclusiveLock lock(g_qar_hal_mutex);
+    g_qar_hal = nullptr;
+}
+
+bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) {
+    if (status.get() != nullptr && AStatus_isOk(status.get())) return true;
+    ALOGE("%s() failed : jorv HAL service not available", name);
+    dropQarHal();
+    return false;
+}
+
+}  // namespace qarEvent
+
+using qarEvent::HalCall;
+using qarEvent::IJorv;
+
+int32_t qarInit() {
+    // Deliberately at error priority, so that it shows in logs that keep errors only.
+    ALOGE("qarInit enter");
+    // A failure is reported under jorvHalclient's name for init, which existing log filters match.
+    switch (qarEvent::callQarHal("jorv_init", [](IJorv& hal) { return hal.init(); })) {
+        case HalCall::kNotConnected:
+            return -1;
+        case HalCall::kVanished:
+            ALOGE("g_qar_hal is null");
+            return -1;
+        case HalCall::kFailed:
+            return -2;
+        case HalCall::kOk:
+            break;
+    }
+    return 0;
+}
