@@ -80,4 +80,20 @@ int32_t parseInt32(const std::string& text, const char* what) {
     return static_cast<int32_t>(static_cast<uint32_t>(value));
 }
 
+QarClient::Resource parseResource(const std::string& word) {
+    const size_t equals = word.find('=');
+    QarClient::Resource resource;
+    resource.id = parseInt32(word.substr(0, equals), "resource id");
+    if (equals != std::string::npos) resource.value = word.substr(equals + 1);
+    return resource;
+}
+
+std::vector<QarClient::Resource> parseResources(const Args& args, size_t first) {
+    std::vector<QarClient::Resource> resources;
+    for (size_t i = first; i < args.positional().size(); ++i) {
+        resources.push_back(parseResource(args.positional()[i]));
+    }
+    return resources;
+}
+
 }  // namespace qarctl

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "QarResource.h"
+
 namespace qarctl {
 
 // A usage error: the command line cannot be understood. Exit status 2.
@@ -44,5 +46,10 @@ private:
 // Whole-string integer parsing: decimal, or hex with a 0x prefix; a usage error otherwise.
 int64_t parseInt(const std::string& text, const char* what);
 int32_t parseInt32(const std::string& text, const char* what);
+
+// "ID=VALUE" (the id decimal or 0x-hex) or "ID" for a resource without value.
+QarClient::Resource parseResource(const std::string& word);
+// The positional words from `first` on, as resources.
+std::vector<QarClient::Resource> parseResources(const Args& args, size_t first);
 
 }  // namespace qarctl

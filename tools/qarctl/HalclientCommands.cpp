@@ -19,21 +19,9 @@ using std::chrono::milliseconds;
 const std::set<std::string> kRequestOptions = {"param0", "param1", "param3", "param4", "param5",
                                                "timeout-ms"};
 
-// "ID=VALUE" (the id decimal or 0x-hex) or "ID" for a resource without value.
-QarClient::Resource parseResource(const std::string& word) {
-    const size_t equals = word.find('=');
-    QarClient::Resource resource;
-    resource.id = parseInt32(word.substr(0, equals), "resource id");
-    if (equals != std::string::npos) resource.value = word.substr(equals + 1);
-    return resource;
-}
-
-ResourceList parseResources(const Args& args, size_t first = 0) {
-    ResourceList resources;
-    for (size_t i = first; i < args.positional().size(); ++i) {
-        resources.push_back(parseResource(args.positional()[i]));
-    }
-    return resources;
+ResourceList parseResources(const Args& args) {
+    const std::vector<QarClient::Resource> resources = parseResources(args, 0);
+    return ResourceList(resources.begin(), resources.end());
 }
 
 // "PATH=VALUE" pairs split into parallel vectors; `requireValue` refuses a bare path.

@@ -1,8 +1,10 @@
 // qarctl: drives every exported function of libvemra-qar-client from the command line.
 //
-//   qarctl [--json] [--explain] COMMAND [ARGS...]
+//   qarctl [--json] [--explain] [--quiet] COMMAND [ARGS...]
 //
 // Exit status: 0 when the call succeeded, 1 when it reported failure, 2 on usage errors.
+
+#include <android/log.h>
 
 #include <cstdio>
 #include <exception>
@@ -28,11 +30,12 @@ std::vector<Command> allCommands() {
 
 void printUsage(FILE* to, const std::vector<Command>& commands) {
     fprintf(to,
-            "usage: qarctl [--json] [--explain] COMMAND [ARGS...]\n"
+            "usage: qarctl [--json] [--explain] [--quiet] COMMAND [ARGS...]\n"
             "       qarctl COMMAND --help\n\n"
             "  --json     print one JSON object per line\n"
             "  --explain  run the call against an in-process recording service and print what\n"
-            "             the library sends, one line per transaction\n\n"
+            "             the library sends, one line per transaction\n"
+            "  --quiet    keep the library's log lines (normally on stderr) out\n\n"
             "commands:\n");
     for (const Command& command : commands) {
         fprintf(to, "  %-22s %s\n", command.name.c_str(), command.summary.c_str());
@@ -56,6 +59,8 @@ int run(int argc, char** argv) {
             json = true;
         } else if (option == "--explain") {
             explain = true;
+        } else if (option == "--quiet" || option == "-q") {
+            __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
         } else if (option == "--help" || option == "-h") {
             printUsage(stdout, commands);
             return 0;
