@@ -13,8 +13,8 @@ using QarClient::Resource;
 
 namespace {
 
-// Rule ids that differ from the notification source. Sources 2, 3, 5 and 6 share one rule and
-// tell themselves apart by the status they switch it on with.
+// Most sources switch the rule of their own number. Sources 2, 3, 5 and 6 share this one and tell
+// themselves apart by the status they switch it on with.
 constexpr int32_t kSharedSourceRule = 200;
 
 // Resource ids the rules carry; what they control is the service's business.
