@@ -10,7 +10,7 @@
 // Builders of the resource lists that go with notification rule switches, one per payload kind.
 // They never fail on bad input: malformed items are skipped, unreadable numbers count as 0, and
 // nothing is logged. Values past the last opcode set are dropped. Every record has its value
-// engaged. Pure; callable from any thread.
+// engaged. Pure (except clrGameUpgradeMode, which sends); callable from any thread.
 
 // One record {id, value}; an empty value stays an engaged empty value.
 QAR_EXPORT QarClient::Resource QarResourceInfo(int32_t id, std::string value);
@@ -35,3 +35,8 @@ QAR_EXPORT std::vector<QarClient::Resource> getGameUpgradeList(int32_t unused0, 
                                                                int32_t level, int32_t unused3,
                                                                int32_t unused4,
                                                                const std::string& pkg);
+
+// Switches rule `ruleId` to `status` (the wrapper switches game upgrade off with (14, 0)) with the
+// records that reset the upgrade level: the level resource with "-1", then the same resource again
+// with an empty value. Sends through qarRuleCtl; its result is not reported.
+QAR_EXPORT void clrGameUpgradeMode(int32_t ruleId, int32_t status);

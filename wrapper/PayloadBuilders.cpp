@@ -1,3 +1,4 @@
+#include "QarEventApi.h"
 #include "QarPayloadBuilders.h"
 #include "StringUtils.h"
 #include "wrapper/OpCodeSets.h"
@@ -103,4 +104,13 @@ std::vector<Resource> getGameUpgradeList(int32_t /*unused0*/, int32_t /*unused1*
         resources.push_back(QarResourceInfo(kColocationId, stringUtils::valueOf(level)));
     if (!pkg.empty()) resources.push_back(QarResourceInfo(kGameUpgradePackageId, pkg));
     return resources;
+}
+
+void clrGameUpgradeMode(int32_t ruleId, int32_t status) {
+    // The service expects the reset as this exact pair, the second record with an engaged empty
+    // value. A failed switch is already logged by the event API; callers have nothing to do about
+    // it.
+    const std::vector<Resource> reset = {QarResourceInfo(kColocationId, "-1"),
+                                         QarResourceInfo(kColocationId, "")};
+    qarRuleCtl(ruleId, status, reset);
 }
