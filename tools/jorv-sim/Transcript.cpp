@@ -29,8 +29,10 @@ void Transcript::ready(const std::string& instance, const std::string& dir) {
 
 void Transcript::call(uint64_t seq, pid_t pid, const char* op, const std::string& args,
                       const std::string& result) {
+    // Scalar arguments read as a call, release(3); a parcel follows its operation's name.
+    const char* gap = !args.empty() && args[0] == '(' ? "" : " ";
     line(mOut, "call " + stamp() + " #" + std::to_string(seq) + " pid=" + std::to_string(pid) +
-                       " " + op + " " + args + " -> " + result);
+                       " " + op + gap + args + " -> " + result);
 }
 
 void Transcript::callback(int32_t handle, const DataList& data, const std::string& result) {

@@ -2,6 +2,7 @@
 //
 //   ready t=0.004 pid=4242 instance=... dir=/tmp/x
 //   call t=1.250 #3 pid=4301 request {type=1(resource) data=[...] ...} -> ok 2
+//   call t=1.300 #4 pid=4301 release(2) -> ok 0
 //   callback t=1.251 handle=1 [{id=0x40800000 value="1200"}] -> ok
 //   event t=3.250 expired handle=2 type=resource pid=4301
 //   exit t=9.000 status=0 reason=SIGTERM
