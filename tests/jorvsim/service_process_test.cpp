@@ -108,6 +108,35 @@ TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
     stopService();
 }
 
+// Raw transactions that no generated proxy would send.
+TEST_F(ServiceProcessTest, SurvivesGarbageTransactions) {
+    startService();
+    const ::ndk::SpAIBinder binder = service->asBinder();
+    auto transact = [&](transaction_code_t code, const std::vector<int32_t>& words) {
+        ::ndk::ScopedAParcel in;
+        ::ndk::ScopedAParcel out;
+        EXPECT_EQ(AIBinder_prepareTransaction(binder.get(), in.getR()), STATUS_OK);
+        for (const int32_t word : words) AParcel_writeInt32(in.get(), word);
+        return AIBinder_transact(binder.get(), code, in.getR(), out.getR(), 0);
+    };
+    // An unknown operation, a parcel cut short, a parcelable claiming a huge size, a negative
+    // list length.
+    EXPECT_NE(transact(IJorv::TRANSACTION_requestOneWay + 100, {}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_request, {}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_stateRequest, {0x7fffffff, 1}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_ruleCtl, {1, 1, -5}), STATUS_OK);
+
+    // A null callback where one is required.
+    int32_t handle = 0;
+    const auto status = service->thermalListeningRegister({1}, nullptr, &handle);
+    EXPECT_FALSE(status.isOk());
+
+    ASSERT_TRUE(service->init().isOk());
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1")}), &handle).isOk());
+    EXPECT_EQ(handle, 1);
+    stopService();
+}
+
 TEST_F(ServiceProcessTest, ExpiryReachesListenersWithoutAnotherCall) {
     startService();
     auto listener = ::ndk::SharedRefBase::make<RecordingCallback>();
