@@ -22,7 +22,11 @@ int32_t timeoutOf(const Args& args) {
 }
 
 Command qarInitCommand() {
-    return {"qar-init", "", "connect the event API and send init (qarInit: 0, -1 or -2)", {}, {},
+    return {"qar-init",
+            "",
+            "connect the event API and send init (qarInit: 0, -1 or -2)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 const int32_t result = qarInit();
@@ -34,31 +38,33 @@ Command qarInitCommand() {
 Command eventAcquireCommand() {
     return {"event-acquire",
             "CMDID [ID[=VALUE]...] [--pkg P] [--identity I] [--timeout N] [--oneway]",
-            "start an event by command id (QarEventAcquire, or QarEventAcquireOneWay)", {"oneway"},
+            "start an event by command id (QarEventAcquire, or QarEventAcquireOneWay)",
+            {"oneway"},
             kAcquireOptions,
             [](Context& ctx, const Args& args) {
                 const int32_t cmdid = parseInt32(args.at(0, "command id"), "command id");
                 const Resources resources = parseResources(args, 1);
                 const bool oneWay = args.flag("oneway");
-                const int32_t handle =
-                        (oneWay ? QarEventAcquireOneWay : QarEventAcquire)(
-                                cmdid, optionText(args, "pkg"), optionText(args, "identity"),
-                                timeoutOf(args), resources);
+                const int32_t handle = (oneWay ? QarEventAcquireOneWay : QarEventAcquire)(
+                        cmdid, optionText(args, "pkg"), optionText(args, "identity"),
+                        timeoutOf(args), resources);
                 ctx.out.result(oneWay ? "QarEventAcquireOneWay" : "QarEventAcquire", handle);
                 return statusOf(handle);
             }};
 }
 
 Command resAcquireCommand() {
-    return {"res-acquire", "ID=VALUE... [--identity I] [--timeout N] [--platform [--pkg P]]",
-            "acquire resources only (QarResAcquire, or QarPlatformResAcquire)", {"platform"},
+    return {"res-acquire",
+            "ID=VALUE... [--identity I] [--timeout N] [--platform [--pkg P]]",
+            "acquire resources only (QarResAcquire, or QarPlatformResAcquire)",
+            {"platform"},
             kAcquireOptions,
             [](Context& ctx, const Args& args) {
                 const Resources resources = parseResources(args, 0);
                 if (args.flag("platform")) {
-                    const int32_t handle = QarPlatformResAcquire(
-                            resources, 0, optionText(args, "identity"), optionText(args, "pkg"),
-                            timeoutOf(args));
+                    const int32_t handle =
+                            QarPlatformResAcquire(resources, 0, optionText(args, "identity"),
+                                                  optionText(args, "pkg"), timeoutOf(args));
                     ctx.out.result("QarPlatformResAcquire", handle);
                     return statusOf(handle);
                 }
@@ -70,18 +76,12 @@ Command resAcquireCommand() {
             }};
 }
 
-Command releaseCommand() {
-    return {"release", "HANDLE", "end what an acquisition started (QarRelease)", {}, {},
-            [](Context& ctx, const Args& args) {
-                args.expectCount(1, 1);
-                QarRelease(parseInt32(args.at(0, "handle"), "handle"));
-                ctx.out.result("QarRelease", 0);
-                return 0;
-            }};
-}
-
 Command qarNotifyCommand() {
-    return {"qar-notify", "A B [VALUE...]", "send a notification by numbers (QarNotify)", {}, {},
+    return {"qar-notify",
+            "A B [VALUE...]",
+            "send a notification by numbers (QarNotify)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(2, SIZE_MAX);
                 std::vector<int32_t> values;
@@ -96,7 +96,11 @@ Command qarNotifyCommand() {
 }
 
 Command sysInfoCommand() {
-    return {"sys-info", "A INFO", "pass related system information (setRelatedSysInfo)", {}, {},
+    return {"sys-info",
+            "A INFO",
+            "pass related system information (setRelatedSysInfo)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(2, 2);
                 const int32_t result =
@@ -107,8 +111,11 @@ Command sysInfoCommand() {
 }
 
 Command ruleCommand() {
-    return {"rule", "RULE_ID on|off|STATUS [ID=VALUE...]", "switch a service rule (qarRuleCtl)",
-            {}, {},
+    return {"rule",
+            "RULE_ID on|off|STATUS [ID=VALUE...]",
+            "switch a service rule (qarRuleCtl)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 const int32_t rule = parseInt32(args.at(0, "rule id"), "rule id");
                 const std::string& state = args.at(1, "status");
@@ -122,7 +129,11 @@ Command ruleCommand() {
 }
 
 Command qarStateCommand() {
-    return {"qar-state", "OPCODE", "read one resource's value (QarResStateRequest)", {}, {},
+    return {"qar-state",
+            "OPCODE",
+            "read one resource's value (QarResStateRequest)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 std::string value;
@@ -134,7 +145,10 @@ Command qarStateCommand() {
 }
 
 Command multiStateCommand() {
-    return {"multi-state", "ID...", "read several resources' values (QarMutiResStateRequest)", {},
+    return {"multi-state",
+            "ID...",
+            "read several resources' values (QarMutiResStateRequest)",
+            {},
             {},
             [](Context& ctx, const Args& args) {
                 Resources resources = parseResources(args, 0);
@@ -146,7 +160,11 @@ Command multiStateCommand() {
 }
 
 Command historyCommand() {
-    return {"history", "", "print the service's request history (QarGetHistory)", {}, {},
+    return {"history",
+            "",
+            "print the service's request history (QarGetHistory)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 std::string history;
@@ -157,7 +175,11 @@ Command historyCommand() {
 }
 
 Command powerCommand() {
-    return {"power", "", "print the power-consumption figure (QarGetPowerConsis)", {}, {},
+    return {"power",
+            "",
+            "print the power-consumption figure (QarGetPowerConsis)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 const int32_t result = QarGetPowerConsis();
@@ -167,7 +189,11 @@ Command powerCommand() {
 }
 
 Command pmStatusCommand() {
-    return {"pm-status", "MODE", "print a power mode's status (QarGetPMStatus)", {}, {},
+    return {"pm-status",
+            "MODE",
+            "print a power mode's status (QarGetPMStatus)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const int32_t result = QarGetPMStatus(parseInt32(args.at(0, "mode"), "mode"));
@@ -177,7 +203,11 @@ Command pmStatusCommand() {
 }
 
 Command datasetCommand() {
-    return {"dataset", "", "print the service's data set (Qar_fetch_dataset)", {}, {},
+    return {"dataset",
+            "",
+            "print the service's data set (Qar_fetch_dataset)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 Resources dataset;
@@ -188,7 +218,10 @@ Command datasetCommand() {
 }
 
 Command featureStatusCommand() {
-    return {"feature-status", "FEATURE_ID", "print a feature's status (QarGetFeatureStatus)", {},
+    return {"feature-status",
+            "FEATURE_ID",
+            "print a feature's status (QarGetFeatureStatus)",
+            {},
             {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
@@ -200,7 +233,11 @@ Command featureStatusCommand() {
 }
 
 Command randomHandleCommand() {
-    return {"random-handle", "", "make a client-side handle (qarGetRandomHandle)", {}, {},
+    return {"random-handle",
+            "",
+            "make a client-side handle (qarGetRandomHandle)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 const int32_t handle = qarGetRandomHandle();
@@ -212,11 +249,10 @@ Command randomHandleCommand() {
 }  // namespace
 
 std::vector<Command> eventApiCommands() {
-    return {qarInitCommand(),   eventAcquireCommand(), resAcquireCommand(),
-            releaseCommand(),   qarNotifyCommand(),    sysInfoCommand(),
-            ruleCommand(),      qarStateCommand(),     multiStateCommand(),
-            historyCommand(),   powerCommand(),        pmStatusCommand(),
-            datasetCommand(),   featureStatusCommand(), randomHandleCommand()};
+    return {qarInitCommand(),       eventAcquireCommand(), resAcquireCommand(), qarNotifyCommand(),
+            sysInfoCommand(),       ruleCommand(),         qarStateCommand(),   multiStateCommand(),
+            historyCommand(),       powerCommand(),        pmStatusCommand(),   datasetCommand(),
+            featureStatusCommand(), randomHandleCommand()};
 }
 
 }  // namespace qarctl

@@ -39,7 +39,7 @@ private:
             mPending.erase(0, end + 1);
             // The start and stop of the stand-in are not part of the explanation.
             if (line.rfind("ready ", 0) == 0 || line.rfind("exit ", 0) == 0) continue;
-            mOut.event("service", Fields().add("line", line));
+            mOut.line("service", line);
         }
     }
 

@@ -16,8 +16,8 @@ namespace {
 using jorvHalclient::ResourceList;
 using std::chrono::milliseconds;
 
-const std::set<std::string> kRequestOptions = {"param0", "param1", "param3", "param4", "param5",
-                                               "timeout-ms"};
+const std::set<std::string> kRequestOptions = {"param0", "param1", "param3",
+                                               "param4", "param5", "timeout-ms"};
 
 ResourceList parseResources(const Args& args) {
     const std::vector<QarClient::Resource> resources = parseResources(args, 0);
@@ -107,9 +107,12 @@ int listenUntilDone(Context& ctx, int handle, EventCounter& counter, const Args&
 }
 
 Command requestCommand() {
-    return {"request", "ID[=VALUE]... [--param0 N] [--param1 N] [--param3 N] [--param4 N] "
-                       "[--param5 N] [--wait-callback [--timeout-ms MS]]",
-            "request resources by id (jorvResCtlRequest)", {"wait-callback"}, kRequestOptions,
+    return {"request",
+            "ID[=VALUE]... [--param0 N] [--param1 N] [--param3 N] [--param4 N] "
+            "[--param5 N] [--wait-callback [--timeout-ms MS]]",
+            "request resources by id (jorvResCtlRequest)",
+            {"wait-callback"},
+            kRequestOptions,
             [](Context& ctx, const Args& args) {
                 ResourceList resources = parseResources(args);
                 const RequestParams p = requestParams(args);
@@ -129,8 +132,11 @@ Command requestCommand() {
 }
 
 Command sceneCommand() {
-    return {"scene", "SCENE_ACTION_ID [request options] [--wait-callback [--timeout-ms MS]]",
-            "request one scene action (jorvSACtlRequest)", {"wait-callback"}, kRequestOptions,
+    return {"scene",
+            "SCENE_ACTION_ID [request options] [--wait-callback [--timeout-ms MS]]",
+            "request one scene action (jorvSACtlRequest)",
+            {"wait-callback"},
+            kRequestOptions,
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const int scene = parseInt32(args.at(0, "scene action id"), "scene action id");
@@ -151,9 +157,11 @@ Command sceneCommand() {
 }
 
 Command releaseCommand() {
-    return {"res-release", "HANDLE [--scene]",
+    return {"res-release",
+            "HANDLE [--scene]",
             "release a namespace request (jorvResCtlRelease, or jorvSACtlRelease with --scene)",
-            {"scene"}, {},
+            {"scene"},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const int handle = parseInt32(args.at(0, "handle"), "handle");
@@ -166,8 +174,11 @@ Command releaseCommand() {
 }
 
 Command stateCommand() {
-    return {"res-state", "ID[=VALUE]... [--param5 N]",
-            "query the current state of resources (jorvResStateRequest)", {}, {"param5"},
+    return {"res-state",
+            "ID[=VALUE]... [--param5 N]",
+            "query the current state of resources (jorvResStateRequest)",
+            {},
+            {"param5"},
             [](Context& ctx, const Args& args) {
                 ResourceList resources = parseResources(args);
                 ResourceList results;
@@ -179,8 +190,10 @@ Command stateCommand() {
 }
 
 Command listenCommand() {
-    return {"listen", "ID... [--param5 N] [--count N] [--timeout-ms MS]",
-            "print changes of resources until interrupted (jorvResListeningRegister)", {},
+    return {"listen",
+            "ID... [--param5 N] [--count N] [--timeout-ms MS]",
+            "print changes of resources until interrupted (jorvResListeningRegister)",
+            {},
             {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 ResourceList resources = parseResources(args);
@@ -194,7 +207,11 @@ Command listenCommand() {
 }
 
 Command unlistenCommand() {
-    return {"unlisten", "HANDLE", "end a listening by handle (jorvResListeningUnRegister)", {}, {},
+    return {"unlisten",
+            "HANDLE",
+            "end a listening by handle (jorvResListeningUnRegister)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const int result = jorvHalclient::jorvResListeningUnRegister(
@@ -205,8 +222,11 @@ Command unlistenCommand() {
 }
 
 Command thermalNotifyCommand() {
-    return {"thermal-notify", "ID=LEVEL... [--param5 N]",
-            "send thermal levels (jorvThermalNotify)", {}, {"param5"},
+    return {"thermal-notify",
+            "ID=LEVEL... [--param5 N]",
+            "send thermal levels (jorvThermalNotify)",
+            {},
+            {"param5"},
             [](Context& ctx, const Args& args) {
                 ResourceList levels = parseResources(args);
                 const int result = jorvHalclient::jorvThermalNotify(
@@ -217,8 +237,10 @@ Command thermalNotifyCommand() {
 }
 
 Command thermalListenCommand() {
-    return {"thermal-listen", "ID... [--count N] [--timeout-ms MS]",
-            "print thermal events until interrupted (jorvThermalListeningRegister)", {},
+    return {"thermal-listen",
+            "ID... [--count N] [--timeout-ms MS]",
+            "print thermal events until interrupted (jorvThermalListeningRegister)",
+            {},
             {"count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 std::vector<int> ids;
@@ -241,8 +263,11 @@ Command thermalListenCommand() {
 }
 
 Command thermalUnlistenCommand() {
-    return {"thermal-unlisten", "HANDLE",
-            "end a thermal registration (jorvThermalListeningUnregister)", {}, {},
+    return {"thermal-unlisten",
+            "HANDLE",
+            "end a thermal registration (jorvThermalListeningUnregister)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const int result = jorvHalclient::jorvThermalListeningUnregister(
@@ -253,8 +278,10 @@ Command thermalUnlistenCommand() {
 }
 
 Command pathRequestCommand() {
-    return {"path-request", "PATH=VALUE... [request options] [--wait-callback [--timeout-ms MS]]",
-            "request tunables by path (jorv_resctl_request_by_path)", {"wait-callback"},
+    return {"path-request",
+            "PATH=VALUE... [request options] [--wait-callback [--timeout-ms MS]]",
+            "request tunables by path (jorv_resctl_request_by_path)",
+            {"wait-callback"},
             kRequestOptions,
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
@@ -277,8 +304,10 @@ Command pathRequestCommand() {
 }
 
 Command pathStateCommand() {
-    return {"path-state", "PATH[=VALUE]... [--map] [--param5 N]",
-            "query tunables by path (jorv_res_state_request_by_path, or the map form)", {"map"},
+    return {"path-state",
+            "PATH[=VALUE]... [--map] [--param5 N]",
+            "query tunables by path (jorv_res_state_request_by_path, or the map form)",
+            {"map"},
             {"param5"},
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
@@ -296,8 +325,8 @@ Command pathStateCommand() {
                     return statusOf(count);
                 }
                 std::vector<std::string> results;
-                const int count =
-                        jorvHalclient::jorv_res_state_request_by_path(paths, values, param5, results);
+                const int count = jorvHalclient::jorv_res_state_request_by_path(paths, values,
+                                                                                param5, results);
                 ctx.out.result("jorv_res_state_request_by_path", count,
                                Fields().add("values", results));
                 return statusOf(count);
@@ -305,9 +334,11 @@ Command pathStateCommand() {
 }
 
 Command pathListenCommand() {
-    return {"path-listen", "PATH[=VALUE]... [--map] [--param5 N] [--count N] [--timeout-ms MS]",
+    return {"path-listen",
+            "PATH[=VALUE]... [--map] [--param5 N] [--count N] [--timeout-ms MS]",
             "print changes of tunables until interrupted (jorv_res_listening_register_by_path)",
-            {"map"}, {"param5", "count", "timeout-ms"},
+            {"map"},
+            {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
@@ -347,7 +378,11 @@ Command dumpCommand() {
     };
     std::string tables;
     for (const auto& dump : kDumps) tables += (tables.empty() ? "" : "|") + dump.first;
-    return {"dump", tables, "make the service write one of its tables to its log", {}, {},
+    return {"dump",
+            tables,
+            "make the service write one of its tables to its log",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 for (const auto& [table, call] : kDumps) {
@@ -361,7 +396,11 @@ Command dumpCommand() {
 }
 
 Command historyRecordCommand() {
-    return {"history-record", "on|off", "switch the service's request history recording", {}, {},
+    return {"history-record",
+            "on|off",
+            "switch the service's request history recording",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 const std::string& state = args.at(0, "on or off");
@@ -376,7 +415,11 @@ Command historyRecordCommand() {
 }
 
 Command propGetCommand() {
-    return {"prop-get", "NAME", "read a service property (jorvPropertyGet)", {}, {},
+    return {"prop-get",
+            "NAME",
+            "read a service property (jorvPropertyGet)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(1, 1);
                 std::unique_ptr<char[]> value(jorvHalclient::jorvPropertyGet(args.at(0, "name")));
@@ -386,7 +429,11 @@ Command propGetCommand() {
 }
 
 Command propSetCommand() {
-    return {"prop-set", "NAME VALUE", "set a service property (jorvPropertySet)", {}, {},
+    return {"prop-set",
+            "NAME VALUE",
+            "set a service property (jorvPropertySet)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(2, 2);
                 const int result =
@@ -397,7 +444,11 @@ Command propSetCommand() {
 }
 
 Command initCommand() {
-    return {"jorv-init", "", "connect and send the service's init (jorv_init)", {}, {},
+    return {"jorv-init",
+            "",
+            "connect and send the service's init (jorv_init)",
+            {},
+            {},
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 jorvHalclient::jorv_init();
@@ -409,12 +460,15 @@ Command initCommand() {
 }  // namespace
 
 std::vector<Command> halclientCommands() {
-    return {initCommand(),         requestCommand(),       sceneCommand(),
-            releaseCommand(),      stateCommand(),         listenCommand(),
-            unlistenCommand(),     thermalNotifyCommand(), thermalListenCommand(),
-            thermalUnlistenCommand(), pathRequestCommand(), pathStateCommand(),
-            pathListenCommand(),   dumpCommand(),          historyRecordCommand(),
-            propGetCommand(),      propSetCommand()};
+    return {initCommand(),          requestCommand(),
+            sceneCommand(),         releaseCommand(),
+            stateCommand(),         listenCommand(),
+            unlistenCommand(),      thermalNotifyCommand(),
+            thermalListenCommand(), thermalUnlistenCommand(),
+            pathRequestCommand(),   pathStateCommand(),
+            pathListenCommand(),    dumpCommand(),
+            historyRecordCommand(), propGetCommand(),
+            propSetCommand()};
 }
 
 }  // namespace qarctl

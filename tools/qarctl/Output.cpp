@@ -35,10 +35,18 @@ std::string jsonQuote(const std::string& text) {
     std::string out = "\"";
     for (unsigned char c : text) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\t': out += "\\t"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
             default:
                 if (c < 0x20) {
                     char buffer[8];
@@ -112,15 +120,16 @@ std::string Fields::json() const {
 
 std::string Fields::text() const {
     std::string out;
-    for (const Field& field : mFields) out += (out.empty() ? "" : " ") + field.name + "=" + field.text;
+    for (const Field& field : mFields)
+        out += (out.empty() ? "" : " ") + field.name + "=" + field.text;
     return out;
 }
 
 void Output::result(const std::string& call, int64_t value, const Fields& fields) {
     if (mJson) {
         std::string json = fields.json();
-        const std::string head = "{\"call\":" + jsonQuote(call) + ",\"result\":" +
-                                 std::to_string(value);
+        const std::string head =
+                "{\"call\":" + jsonQuote(call) + ",\"result\":" + std::to_string(value);
         print(head + (json.size() > 2 ? "," + json.substr(1) : "}"));
     } else {
         const std::string text = fields.text();
@@ -135,6 +144,14 @@ void Output::event(const std::string& kind, const Fields& fields) {
         print(head + (json.size() > 2 ? "," + json.substr(1) : "}"));
     } else {
         print(kind + ": " + fields.text());
+    }
+}
+
+void Output::line(const std::string& kind, const std::string& text) {
+    if (mJson) {
+        event(kind, Fields().add("line", text));
+    } else {
+        print(kind + ": " + text);
     }
 }
 

@@ -19,7 +19,9 @@ class Fields {
 public:
     Fields& add(const std::string& name, int64_t value);
     Fields& add(const std::string& name, const std::string& value);
-    Fields& add(const std::string& name, const char* value) { return add(name, std::string(value)); }
+    Fields& add(const std::string& name, const char* value) {
+        return add(name, std::string(value));
+    }
     Fields& addBool(const std::string& name, bool value);
     Fields& add(const std::string& name, const std::vector<std::string>& values);
     Fields& add(const std::string& name, const std::map<std::string, std::string>& values);
@@ -55,6 +57,9 @@ public:
     void result(const std::string& call, int64_t value, const Fields& fields = Fields());
     // Something else that happened ("callback", "explain", ...).
     void event(const std::string& kind, const Fields& fields);
+    // One line of text from elsewhere (the stand-in service's transcript): "<kind>: <text>", or
+    // {"event": kind, "line": text}.
+    void line(const std::string& kind, const std::string& text);
     // Free text for people; left out in JSON mode.
     void note(const std::string& text);
 

@@ -4,6 +4,8 @@
 #include <signal.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace qarctl {

@@ -109,8 +109,7 @@ int run(int argc, char** argv) {
             return 1;
         }
     }
-    fprintf(stderr, "qarctl: unknown command \"%s\"\n", name.c_str());
-    printUsage(stderr, commands);
+    fprintf(stderr, "qarctl: unknown command \"%s\" (qarctl --help lists them)\n", name.c_str());
     return kUsageStatus;
 }
 

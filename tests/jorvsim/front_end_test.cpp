@@ -1,0 +1,162 @@
+// The command line, fault injection and the transcript's renderings.
+#include <gtest/gtest.h>
+
+#include "Faults.h"
+#include "Format.h"
+#include "Options.h"
+#include "support/Records.h"
+
+namespace jorvsimtest {
+namespace {
+
+using jorvsim::FailKind;
+using jorvsim::FaultOptions;
+using jorvsim::Faults;
+using jorvsim::parseOptions;
+using Action = Faults::Admission::Action;
+
+TEST(OptionsTest, GoodCommandLines) {
+    auto parsed = parseOptions({"--dir",
+                                "/tmp/d",
+                                "--fail-next=2",
+                                "--fail-with",
+                                "service-specific:7",
+                                "--fail-op",
+                                "request,release",
+                                "--fail-op=init",
+                                "--delay-ms",
+                                "25",
+                                "--exit-after",
+                                "0x10",
+                                "--omit-values",
+                                "--property",
+                                "a.b=x=y",
+                                "--property=e=",
+                                "--history-size",
+                                "0",
+                                "--history-off",
+                                "--no-declare",
+                                "--die-with-parent"});
+    ASSERT_TRUE(parsed.ok()) << parsed.error;
+    const auto& o = parsed.options;
+    EXPECT_EQ(o.dir, "/tmp/d");
+    EXPECT_EQ(o.faults.failNext, 2u);
+    EXPECT_EQ(o.faults.failKind, FailKind::kServiceSpecific);
+    EXPECT_EQ(o.faults.failCode, 7);
+    EXPECT_EQ(o.faults.failOps, (std::set<std::string>{"request", "release", "init"}));
+    EXPECT_EQ(o.faults.delayMs, 25u);
+    EXPECT_EQ(o.faults.exitAfter, 16u);
+    EXPECT_TRUE(o.faults.omitValues);
+    EXPECT_EQ(o.model.properties.at("a.b"), "x=y");
+    EXPECT_EQ(o.model.properties.at("e"), "");
+    EXPECT_EQ(o.model.historyCapacity, 0u);
+    EXPECT_FALSE(o.model.historyEnabled);
+    EXPECT_FALSE(o.declare);
+    EXPECT_TRUE(o.dieWithParent);
+
+    const std::pair<const char*, int32_t> codes[] = {
+            {"exception:EX_ILLEGAL_ARGUMENT", EX_ILLEGAL_ARGUMENT},
+            {"exception:-7", EX_UNSUPPORTED_OPERATION},
+            {"transport:STATUS_DEAD_OBJECT", STATUS_DEAD_OBJECT},
+    };
+    for (const auto& [text, code] : codes) {
+        parsed = parseOptions({"--fail-with", text});
+        ASSERT_TRUE(parsed.ok()) << text << ": " << parsed.error;
+        EXPECT_EQ(parsed.options.faults.failCode, code) << text;
+    }
+    EXPECT_TRUE(parseOptions({"--help"}).options.help);
+    EXPECT_FALSE(parseOptions({}).options.faults.failCode.has_value());
+}
+
+TEST(OptionsTest, BadCommandLinesSayWhatIsWrong) {
+    const std::vector<std::vector<std::string>> cases = {
+            {"--fail-next"},
+            {"--fail-next", "-1"},
+            {"--fail-next", "4294967296"},
+            {"--delay-ms", "12ms"},
+            {"--fail-with", "crash"},
+            {"--fail-with", "exception:0"},  // would not fail at all
+            {"--fail-with", "service-specific:EX_SECURITY"},
+            {"--fail-op", "request,bogus"},
+            {"--property", "=v"},
+            {"--property", "novalue"},
+            {"--property", "p=" + std::string(256, 'x')},
+            {"--omit-values=yes"},
+            {"--dir", ""},
+            {"extra"},
+    };
+    for (const auto& args : cases) {
+        const auto parsed = parseOptions(args);
+        EXPECT_FALSE(parsed.ok()) << args[0];
+    }
+}
+
+TEST(FaultsTest, FailsTheNextMatchingCallsWithTheChosenStatus) {
+    FaultOptions options;
+    options.failNext = 2;
+    options.failKind = FailKind::kException;
+    options.failOps = {"request"};
+    Faults faults(options);
+    EXPECT_EQ(faults.admit("init").action, Action::kServe);
+    auto first = faults.admit("request");
+    EXPECT_EQ(first.action, Action::kFail);
+    EXPECT_EQ(first.kind, FailKind::kException);
+    EXPECT_EQ(first.code, EX_ILLEGAL_STATE);
+    EXPECT_EQ(faults.admit("release").action, Action::kServe);
+    EXPECT_EQ(faults.admit("request").action, Action::kFail);
+    EXPECT_EQ(faults.admit("request").action, Action::kServe);
+
+    EXPECT_EQ(Faults::defaultCode(FailKind::kServiceSpecific), 1);
+    EXPECT_EQ(Faults::defaultCode(FailKind::kTransport), STATUS_FAILED_TRANSACTION);
+}
+
+TEST(FaultsTest, ExitAfterMarksTheLastCallAndRefusesLaterOnes) {
+    FaultOptions options;
+    options.exitAfter = 2;
+    options.failNext = 1;
+    Faults faults(options);
+    const auto first = faults.admit("init");
+    EXPECT_EQ(first.action, Action::kFail);  // failed calls count too
+    EXPECT_FALSE(first.last);
+    const auto second = faults.admit("request");
+    EXPECT_EQ(second.action, Action::kServe);
+    EXPECT_TRUE(second.last);
+    const auto third = faults.admit("request");
+    EXPECT_EQ(third.action, Action::kRefuse);
+    EXPECT_EQ(third.code, STATUS_DEAD_OBJECT);
+}
+
+TEST(FormatTest, EveryRenderingStaysOnOneLine) {
+    EXPECT_EQ(jorvsim::quote("a\"b\\c\nd\te\x01\xff"), R"("a\"b\\c\nd\te\x01\xff")");
+    EXPECT_EQ(jorvsim::formatId(12), "12");
+    EXPECT_EQ(jorvsim::formatId(-1), "-1");
+    EXPECT_EQ(jorvsim::formatId(0x40800000), "0x40800000");
+    EXPECT_EQ(jorvsim::formatId(-0x10000), "0xffff0000");
+
+    // An absent value and an empty one must look different.
+    JorvRequestData record = idRecord(0x1011670);
+    record.intValue = 3;
+    record.extra = "";
+    EXPECT_EQ(jorvsim::formatRecord(record), R"({id=0x01011670 int=3 extra=""})");
+
+    JorvRequestParcel parcel = parcelOf(8, {idRecord(12), idRecord(5, "x")}, -1);
+    EXPECT_EQ(jorvsim::formatParcel(parcel),
+              R"({type=8(event) data=[{id=12} {id=5 value="x"}] flag=false param0=0 )"
+              R"(param1=-1 param3=0 param5=0})");
+    parcel.paths = std::vector<std::optional<std::string>>{"zdbdebug", std::nullopt};
+    parcel.text1 = "pkg";
+    parcel.numbers = std::vector<int32_t>{1};
+    EXPECT_NE(jorvsim::formatParcel(parcel).find(
+                      R"(paths=["zdbdebug" null] text1="pkg" numbers=[1]})"),
+              std::string::npos);
+
+    EXPECT_EQ(jorvsim::formatStatus(::ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT)),
+              "transport STATUS_DEAD_OBJECT(-32)");
+    EXPECT_EQ(jorvsim::formatStatus(
+                      ::ndk::ScopedAStatus::fromServiceSpecificErrorWithMessage(7, "no\nway")),
+              R"(service-specific 7 "no\nway")");
+    EXPECT_EQ(jorvsim::formatSeconds(std::chrono::milliseconds(-1500)), "-1.500");
+}
+
+}  // namespace
+}  // namespace jorvsimtest

@@ -1,0 +1,213 @@
+// jorv-sim as a separate process, called through the host interface library like any client.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <hostbinder/control.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+
+#include "support/RecordingCallback.h"
+#include "support/Records.h"
+#include "support/SimProcess.h"
+
+namespace jorvsimtest {
+namespace {
+
+using ::aidl::vendor::vemra::hardware::jorv::IJorv;
+constexpr const char kInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
+constexpr int32_t kBoost = 0x40800000;
+
+bool startsWith(const std::string& line, const std::string& prefix) {
+    return line.rfind(prefix, 0) == 0;
+}
+
+class ServiceProcessTest : public ::testing::Test {
+protected:
+    // Starts jorv-sim with `args` and connects to it through the service manager.
+    void startService(std::vector<std::string> args = {}) {
+        sim = std::make_unique<SimProcess>(std::move(args));
+        ASSERT_TRUE(sim->start());
+        HostBinder_setServiceDir(sim->dir().c_str());
+        EXPECT_TRUE(AServiceManager_isDeclared(kInstance));  // from the manifest it wrote
+        service = IJorv::fromBinder(::ndk::SpAIBinder(AServiceManager_checkService(kInstance)));
+        ASSERT_NE(service, nullptr);
+    }
+
+    void TearDown() override {
+        // The service's side of a failed test.
+        if (sim != nullptr && (HasFailure() || getenv("JORVSIM_SHOW_TRANSCRIPT") != nullptr)) {
+            for (const std::string& line : sim->lines()) std::cerr << "  | " << line << "\n";
+        }
+        service = nullptr;
+        sim = nullptr;
+        HostBinder_setServiceDir(nullptr);
+    }
+
+    // Ends the service with SIGTERM and expects a clean exit.
+    void stopService() {
+        sim->signal(SIGTERM);
+        const std::optional<int> status = sim->waitExit();
+        ASSERT_TRUE(status.has_value()) << "jorv-sim did not exit after SIGTERM";
+        EXPECT_TRUE(WIFEXITED(*status)) << "wait status " << *status;
+        EXPECT_EQ(WEXITSTATUS(*status), 0);
+        ASSERT_FALSE(sim->lines().empty());
+        EXPECT_TRUE(startsWith(sim->lines().back(), "exit ")) << sim->lines().back();
+        EXPECT_NE(sim->lines().back().find("status=0 reason=SIGTERM"), std::string::npos);
+    }
+
+    std::unique_ptr<SimProcess> sim;
+    std::shared_ptr<IJorv> service;
+};
+
+TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
+    startService();
+
+    int32_t first = -1;
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1200")}), &first).isOk());
+    EXPECT_GE(first, 1);
+    const auto line = sim->waitForLine([](const std::string& l) {
+        return startsWith(l, "call ") && l.find(" request {type=1(resource)") != std::string::npos;
+    });
+    ASSERT_TRUE(line.has_value());
+    EXPECT_NE(line->find("-> ok " + std::to_string(first)), std::string::npos) << *line;
+
+    auto listener = ::ndk::SharedRefBase::make<RecordingCallback>();
+    int32_t listening = -1;
+    ASSERT_TRUE(service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), listener, &listening)
+                        .isOk());
+    EXPECT_GT(listening, first);
+
+    // Another request changes the listened value: the listener hears the new one.
+    int32_t second = -1;
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "2000")}), &second).isOk());
+    ASSERT_TRUE(listener->waitForCalls(1, kLongTimeout));
+    auto calls = listener->calls();
+    ASSERT_EQ(calls[0].size(), 1u);
+    EXPECT_EQ(calls[0][0].id, kBoost);
+    EXPECT_EQ(calls[0][0].value, "2000");
+
+    // Its release brings the older value back.
+    int32_t result = -1;
+    ASSERT_TRUE(service->release(second, &result).isOk());
+    EXPECT_EQ(result, 0);
+    ASSERT_TRUE(listener->waitForCalls(2, kLongTimeout));
+    EXPECT_EQ(listener->calls()[1].at(0).value, "1200");
+
+    // A malformed call gets an error status, and the service carries on.
+    int32_t bad = 0;
+    const auto status = service->request(parcelOf(42, {}), &bad);
+    EXPECT_EQ(status.getExceptionCode(), EX_ILLEGAL_ARGUMENT);
+    std::vector<JorvRequestData> answers;
+    ASSERT_TRUE(service->stateRequest(parcelOf(0, {idRecord(kBoost)}), &answers).isOk());
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].value, "1200");
+
+    stopService();
+}
+
+// Raw transactions that no generated proxy would send.
+TEST_F(ServiceProcessTest, SurvivesGarbageTransactions) {
+    startService();
+    const ::ndk::SpAIBinder binder = service->asBinder();
+    auto transact = [&](transaction_code_t code, const std::vector<int32_t>& words) {
+        ::ndk::ScopedAParcel in;
+        ::ndk::ScopedAParcel out;
+        EXPECT_EQ(AIBinder_prepareTransaction(binder.get(), in.getR()), STATUS_OK);
+        for (const int32_t word : words) AParcel_writeInt32(in.get(), word);
+        return AIBinder_transact(binder.get(), code, in.getR(), out.getR(), 0);
+    };
+    // An unknown operation, a parcel cut short, a parcelable claiming a huge size, a negative
+    // list length.
+    EXPECT_NE(transact(IJorv::TRANSACTION_requestOneWay + 100, {}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_request, {}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_stateRequest, {0x7fffffff, 1}), STATUS_OK);
+    EXPECT_NE(transact(IJorv::TRANSACTION_ruleCtl, {1, 1, -5}), STATUS_OK);
+
+    // A null callback where one is required.
+    int32_t handle = 0;
+    const auto status = service->thermalListeningRegister({1}, nullptr, &handle);
+    EXPECT_FALSE(status.isOk());
+
+    ASSERT_TRUE(service->init().isOk());
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1")}), &handle).isOk());
+    EXPECT_EQ(handle, 1);
+    stopService();
+}
+
+TEST_F(ServiceProcessTest, ExpiryReachesListenersWithoutAnotherCall) {
+    startService();
+    auto listener = ::ndk::SharedRefBase::make<RecordingCallback>();
+    int32_t handle = -1;
+    ASSERT_TRUE(
+            service->listeningRegister(parcelOf(0, {pathRecord("/dev/boost")}), listener, &handle)
+                    .isOk());
+    ASSERT_TRUE(service->request(parcelOf(1, {pathRecord("/dev/boost", "1")}, 50), &handle).isOk());
+    ASSERT_TRUE(listener->waitForCalls(2, kLongTimeout));
+    const auto calls = listener->calls();
+    EXPECT_EQ(calls[0].at(0).value, "1");
+    EXPECT_EQ(calls[1].at(0).path, "/dev/boost");
+    EXPECT_EQ(calls[1].at(0).value, std::nullopt);
+    EXPECT_TRUE(sim->waitForLine([&](const std::string& l) {
+                       return startsWith(l, "event ") &&
+                              l.find("expired handle=" + std::to_string(handle)) !=
+                                      std::string::npos;
+                   }).has_value());
+    stopService();
+}
+
+TEST_F(ServiceProcessTest, InjectedFailuresReachTheCaller) {
+    struct Case {
+        const char* failWith;
+        binder_exception_t exception;
+        int32_t detail;  // service-specific error or transport status
+    };
+    const Case cases[] = {
+            {"exception:EX_SECURITY", EX_SECURITY, 0},
+            {"service-specific:7", EX_SERVICE_SPECIFIC, 7},
+            {"transport", EX_TRANSACTION_FAILED, STATUS_FAILED_TRANSACTION},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.failWith);
+        startService({"--fail-next", "1", "--fail-op", "request", "--fail-with", c.failWith});
+        int32_t handle = -1;
+        // Calls of other operations are not counted.
+        ASSERT_TRUE(service->init().isOk());
+        const auto failed = service->request(parcelOf(1, {}), &handle);
+        EXPECT_EQ(failed.getExceptionCode(), c.exception);
+        if (c.exception == EX_SERVICE_SPECIFIC) {
+            EXPECT_EQ(failed.getServiceSpecificError(), c.detail);
+        }
+        if (c.exception == EX_TRANSACTION_FAILED) {
+            EXPECT_EQ(failed.getStatus(), c.detail);
+        }
+        EXPECT_TRUE(service->request(parcelOf(1, {}), &handle).isOk());
+        EXPECT_EQ(handle, 1);  // the failed call made no request
+        EXPECT_TRUE(sim->waitForLine([](const std::string& l) {
+                           return l.find(" -> fault ") != std::string::npos;
+                       }).has_value());
+        stopService();
+        TearDown();
+    }
+}
+
+TEST_F(ServiceProcessTest, ExitAfterServesThatManyCallsThenExits) {
+    startService({"--exit-after", "2", "--delay-ms", "100"});
+    const auto before = std::chrono::steady_clock::now();
+    ASSERT_TRUE(service->init().isOk());
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(100));
+    int32_t handle = -1;
+    ASSERT_TRUE(service->request(parcelOf(1, {}), &handle).isOk());
+
+    const std::optional<int> status = sim->waitExit();
+    ASSERT_TRUE(status.has_value()) << "jorv-sim is still running";
+    EXPECT_TRUE(WIFEXITED(*status));
+    EXPECT_EQ(WEXITSTATUS(*status), 0);
+    EXPECT_NE(sim->lines().back().find("reason=exit-after"), std::string::npos);
+    EXPECT_FALSE(service->init().isOk());
+}
+
+}  // namespace
+}  // namespace jorvsimtest

@@ -1,0 +1,84 @@
+// A model on a hand-moved clock, and short ways to drive it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Model.h"
+#include "support/ManualClock.h"
+#include "support/RecordingCallback.h"
+#include "support/Records.h"
+
+namespace jorvsimtest {
+
+using jorvsim::Effects;
+using jorvsim::IJorvCallback;
+using jorvsim::Model;
+using jorvsim::ModelOptions;
+using jorvsim::Notification;
+using jorvsim::Status;
+namespace RequestType = jorvsim::RequestType;
+
+class ModelTest : public ::testing::Test {
+protected:
+    static constexpr pid_t kPid = 4242;
+
+    void resetModel(ModelOptions options) {
+        model = std::make_unique<Model>(clock, std::move(options));
+    }
+
+    int32_t request(const JorvRequestParcel& parcel) {
+        int32_t handle = -1;
+        const Status status = model->request(parcel, kPid, &handle, &effects);
+        EXPECT_TRUE(status.ok()) << status.message;
+        return handle;
+    }
+    int32_t acquire(DataList data, int64_t durationMs = 0) {
+        return request(parcelOf(RequestType::kResource, std::move(data), durationMs));
+    }
+    int32_t release(int32_t handle) {
+        int32_t result = -2;
+        EXPECT_TRUE(model->release(handle, kPid, &result, &effects).ok());
+        return result;
+    }
+    // The effective value of the resource `record` names, as a state query answers it.
+    std::optional<std::string> valueOf(const JorvRequestData& record) {
+        DataList answers;
+        EXPECT_TRUE(model->stateRequest(parcelOf(RequestType::kState, {record}), kPid, &answers,
+                                        &effects)
+                            .ok());
+        return answers.size() == 1 ? answers[0].value : std::optional<std::string>("<bad answer>");
+    }
+    int32_t listen(DataList keys, const std::shared_ptr<IJorvCallback>& callback) {
+        int32_t handle = -1;
+        EXPECT_TRUE(model->listeningRegister(parcelOf(RequestType::kState, std::move(keys)),
+                                             callback, kPid, &handle, &effects)
+                            .ok());
+        return handle;
+    }
+    static std::shared_ptr<RecordingCallback> newCallback() {
+        return ::ndk::SharedRefBase::make<RecordingCallback>();
+    }
+    // The effects gathered since the last take().
+    Effects take() { return std::exchange(effects, Effects{}); }
+    // The data of every notification for `callback` among `notifications`.
+    static std::vector<DataList> sentTo(const std::vector<Notification>& notifications,
+                                        const std::shared_ptr<IJorvCallback>& callback) {
+        std::vector<DataList> sent;
+        for (const Notification& n : notifications) {
+            if (n.callback == callback) sent.push_back(n.data);
+        }
+        return sent;
+    }
+
+    ManualClock clock;
+    std::unique_ptr<Model> model = std::make_unique<Model>(clock);
+    Effects effects;
+};
+
+}  // namespace jorvsimtest

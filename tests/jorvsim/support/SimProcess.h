@@ -1,0 +1,58 @@
+// jorv-sim running as a child process in a service directory of its own, with its transcript
+// (standard output) read line by line.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace jorvsimtest {
+
+// Slow sanitizer builds on a loaded 2-core host: a timeout only bounds how long a broken service
+// keeps a test hanging, it never decides a pass.
+inline constexpr std::chrono::milliseconds kLongTimeout{30000};
+
+class SimProcess {
+public:
+    // `args` go to jorv-sim after --die-with-parent.
+    explicit SimProcess(std::vector<std::string> args = {});
+    ~SimProcess();
+    SimProcess(const SimProcess&) = delete;
+    SimProcess& operator=(const SimProcess&) = delete;
+
+    // Starts it with HOSTBINDER_DIR set to dir() and waits for its ready line.
+    ::testing::AssertionResult start();
+    const std::string& dir() const { return mDir; }
+    pid_t pid() const { return mPid; }
+
+    // The first transcript line at index `from` or later that satisfies `match`, waiting for
+    // it; none when the process ends or the time is up first.
+    std::optional<std::string> waitForLine(const std::function<bool(const std::string&)>& match,
+                                           size_t from = 0,
+                                           std::chrono::milliseconds timeout = kLongTimeout);
+    // Lines read so far.
+    const std::vector<std::string>& lines() const { return mLines; }
+
+    void signal(int sig);
+    // The wait status once the process has ended; none if it is still running after `timeout`.
+    std::optional<int> waitExit(std::chrono::milliseconds timeout = kLongTimeout);
+
+private:
+    // Reads what the transcript has, waiting up to `timeout` for something; false at its end.
+    bool readSome(std::chrono::milliseconds timeout);
+
+    std::vector<std::string> mArgs;
+    std::string mDir;
+    pid_t mPid = -1;
+    int mOut = -1;
+    std::string mPartial;
+    std::vector<std::string> mLines;
+    std::optional<int> mExitStatus;
+};
+
+}  // namespace jorvsimtest

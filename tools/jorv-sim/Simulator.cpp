@@ -1,0 +1,115 @@
+#include "Simulator.h"
+
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <hostbinder/control.h>
+
+#include "Format.h"
+#include "Manifest.h"
+
+namespace jorvsim {
+namespace {
+
+// How long stopping waits for calls in progress (a reply delay is cut short, so only a call
+// stuck writing its transcript line could take this long).
+constexpr std::chrono::seconds kStopTimeout{10};
+
+std::string serviceDir() {
+    const size_t length = HostBinder_getServiceDir(nullptr, 0);
+    std::string dir(length + 1, '\0');
+    HostBinder_getServiceDir(dir.data(), dir.size());
+    dir.resize(length);
+    return dir;
+}
+
+}  // namespace
+
+Simulator::Simulator(const Options& options, FILE* out, FILE* log, std::function<void()> exitDue)
+    : mDeclare(options.declare),
+      mTranscript(out, log, mClock),
+      mModel(mClock, options.model),
+      mFaults(options.faults),
+      mGate(std::make_shared<CallGate>()),
+      mDispatcher([this](const Notification& n, const ::ndk::ScopedAStatus& status) {
+          reportCallback(n, status);
+      }),
+      mTimer([this] { return mModel.nextExpiry(); },
+             [this] {
+                 Effects effects;
+                 mModel.expireDue(&effects);
+                 apply(std::move(effects));
+             }) {
+    mService = ::ndk::SharedRefBase::make<JorvService>(
+            JorvService::Context{mModel, mFaults, mTranscript, mGate,
+                                 [this](Effects effects) { apply(std::move(effects)); },
+                                 [this] { mTimer.wake(); }, std::move(exitDue)});
+}
+
+Simulator::~Simulator() {
+    stop();
+}
+
+bool Simulator::start(std::string* error) {
+    const std::string dir = serviceDir();
+    // Publishing replaces a live service of the same name without a word, cutting off its
+    // clients: refuse instead.
+    ::ndk::SpAIBinder running(AServiceManager_checkService(kInstance));
+    if (running.get() != nullptr) {
+        *error = std::string(kInstance) + " is already running in " + dir;
+        return false;
+    }
+    if (!makeDirectories(dir, error)) return false;
+    // Declared before it is published: a client that finds it declared then waits for it.
+    HostBinder_declareInstance(kInstance);
+    if (mDeclare && !declareInManifest(dir, kInstance, error)) return false;
+
+    mDispatcher.start();
+    mTimer.start();
+    ABinderProcess_startThreadPool();
+    const binder_exception_t published =
+            AServiceManager_addService(mService->asBinder().get(), kInstance);
+    if (published != EX_NONE) {
+        *error = std::string("cannot publish ") + kInstance + " in " + dir + ": " +
+                 exceptionName(published);
+        return false;
+    }
+    mPublished = true;
+    mTranscript.ready(kInstance, dir);
+    return true;
+}
+
+bool Simulator::stop() {
+    if (mStopped) return true;
+    mStopped = true;
+    if (mPublished) HostBinder_killService(kInstance);
+    mFaults.interrupt();
+    mGate->close();
+    const bool idle = mGate->waitIdle(kStopTimeout);
+    if (!idle) mTranscript.log("a call is still in progress; leaving without cleaning up");
+    mTimer.stop();
+    mDispatcher.stop();
+    return idle;
+}
+
+void Simulator::apply(Effects effects) {
+    for (const std::string& event : effects.events) mTranscript.event(event);
+    for (const std::string& line : effects.log) mTranscript.log(line);
+    if (mFaults.omitValues()) {
+        for (Notification& n : effects.notifications) omitValues(&n.data);
+    }
+    mDispatcher.post(std::move(effects.notifications));
+    // effects.released drops its callback references on the way out, with no lock held.
+}
+
+void Simulator::reportCallback(const Notification& notification,
+                               const ::ndk::ScopedAStatus& status) {
+    mTranscript.callback(notification.handle, notification.data, formatStatus(status));
+    if (status.getExceptionCode() == EX_TRANSACTION_FAILED &&
+        status.getStatus() == STATUS_DEAD_OBJECT) {
+        Effects effects;
+        mModel.forgetRegistration(notification.handle, &effects);
+        apply(std::move(effects));
+    }
+}
+
+}  // namespace jorvsim
