@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The project's main job: build the default configuration and run it.
-# Extra arguments go straight to the program.
+# The project's main job: build the command-line client (qarctl) and the reference service
+# (jorv-sim), then run a scripted session that shows, side by side, what the library sends and
+# what the service receives. See scripts/session.sh.
 set -euo pipefail
 
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -8,15 +9,7 @@ cd "${ROOT}"
 
 scripts/setup.sh
 
-cmake --preset default
-cmake --build --preset default
+cmake --preset default >/dev/null
+cmake --build --preset default --target qarctl jorv-sim
 
-bench="build/default/bench/hostbinder_bench"
-if [[ ! -x "${bench}" ]]; then
-    echo "main: ${bench} was not built (are the bench/hostbinder sources in place?)" >&2
-    exit 1
-fi
-
-echo "main: running the host binder benchmarks" \
-    "(a later version runs the command-line client here instead)" >&2
-exec "${bench}" --benchmark_min_time=0.2 "$@"
+exec scripts/session.sh "${ROOT}/build/default"

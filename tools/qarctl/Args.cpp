@@ -1,5 +1,6 @@
 #include "Args.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
@@ -57,6 +58,33 @@ const std::string& Args::at(size_t i, const char* what) const {
 void Args::expectCount(size_t min, size_t max) const {
     if (mPositional.size() < min) throw UsageError("too few arguments");
     if (mPositional.size() > max) throw UsageError("unexpected argument " + mPositional[max]);
+}
+
+std::vector<std::string> splitWords(const std::string& line) {
+    std::vector<std::string> words;
+    std::string word;
+    bool inWord = false;
+    bool quoted = false;
+    for (size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (c == '\\' && i + 1 < line.size()) {
+            word += line[++i];
+            inWord = true;
+        } else if (c == '"') {
+            quoted = !quoted;
+            inWord = true;
+        } else if (!quoted && isspace(static_cast<unsigned char>(c))) {
+            if (inWord) words.push_back(word);
+            word.clear();
+            inWord = false;
+        } else {
+            word += c;
+            inWord = true;
+        }
+    }
+    if (quoted) throw UsageError("unclosed quote");
+    if (inWord) words.push_back(word);
+    return words;
 }
 
 int64_t parseInt(const std::string& text, const char* what) {

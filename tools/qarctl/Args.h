@@ -43,6 +43,10 @@ private:
     std::map<std::string, std::string> mValues;
 };
 
+// Splits a command line into words at blanks; double quotes group blanks into a word and a
+// backslash escapes the next character. An unclosed quote is a usage error.
+std::vector<std::string> splitWords(const std::string& line);
+
 // Whole-string integer parsing: decimal, or hex with a 0x prefix; a usage error otherwise.
 int64_t parseInt(const std::string& text, const char* what);
 int32_t parseInt32(const std::string& text, const char* what);

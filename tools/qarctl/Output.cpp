@@ -155,6 +155,11 @@ void Output::line(const std::string& kind, const std::string& text) {
     }
 }
 
+void Output::done(int status) {
+    print(mJson ? "{\"done\":" + std::to_string(status) + "}"
+                : "done status=" + std::to_string(status));
+}
+
 void Output::note(const std::string& text) {
     if (!mJson) print(text);
 }

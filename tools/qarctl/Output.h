@@ -60,6 +60,8 @@ public:
     // One line of text from elsewhere (the stand-in service's transcript): "<kind>: <text>", or
     // {"event": kind, "line": text}.
     void line(const std::string& kind, const std::string& text);
+    // The end of one command in shell mode: "done status=N" or {"done": N}.
+    void done(int status);
     // Free text for people; left out in JSON mode.
     void note(const std::string& text);
 

@@ -31,6 +31,7 @@ std::vector<Command> allCommands() {
 void printUsage(FILE* to, const std::vector<Command>& commands) {
     fprintf(to,
             "usage: qarctl [--json] [--explain] [--quiet] COMMAND [ARGS...]\n"
+            "       qarctl [--json] [--explain] [--quiet] shell   (one command per line of stdin)\n"
             "       qarctl COMMAND --help\n\n"
             "  --json     print one JSON object per line\n"
             "  --explain  run the call against an in-process recording service and print what\n"
@@ -46,6 +47,59 @@ void printUsage(FILE* to, const std::vector<Command>& commands) {
 void printCommandHelp(const Command& command) {
     printf("usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
            command.summary.c_str());
+}
+
+int runCommand(const std::vector<Command>& commands, const std::string& name,
+               const std::vector<std::string>& words, Output& out) {
+    for (const Command& command : commands) {
+        if (command.name != name) continue;
+        for (const std::string& word : words) {
+            if (word == "--help" || word == "-h") {
+                printCommandHelp(command);
+                return 0;
+            }
+        }
+        try {
+            const Args args(words, command.flags, command.valued);
+            Context context{out};
+            return command.run(context, args);
+        } catch (const UsageError& error) {
+            fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
+            printCommandHelp(command);
+            return kUsageStatus;
+        } catch (const std::exception& error) {
+            // A few queries let a parsing error of the service's answer escape; show it as the
+            // call's failure.
+            fprintf(stderr, "qarctl %s: the call threw: %s\n", name.c_str(), error.what());
+            return 1;
+        }
+    }
+    fprintf(stderr, "qarctl: unknown command \"%s\" (qarctl --help lists them)\n", name.c_str());
+    return kUsageStatus;
+}
+
+// Runs one command per line of standard input in this one process, so that the library's
+// connections (and their loss and return) carry over from one command to the next. Each command
+// ends with a "done status=N" line for whoever drives the shell. Returns 0 at the end of input.
+int runShell(const std::vector<Command>& commands, Output& out) {
+    char* line = nullptr;
+    size_t size = 0;
+    while (getline(&line, &size, stdin) != -1) {
+        std::vector<std::string> words;
+        try {
+            words = splitWords(line);
+        } catch (const UsageError& error) {
+            fprintf(stderr, "qarctl shell: %s\n", error.what());
+            out.done(kUsageStatus);
+            continue;
+        }
+        if (words.empty() || words[0][0] == '#') continue;
+        const std::string name = words[0];
+        words.erase(words.begin());
+        out.done(name == "shell" ? kUsageStatus : runCommand(commands, name, words, out));
+    }
+    free(line);
+    return 0;
 }
 
 int run(int argc, char** argv) {
@@ -74,43 +128,20 @@ int run(int argc, char** argv) {
         printUsage(stderr, commands);
         return kUsageStatus;
     }
-    const std::string name = argv[i];
-    const std::vector<std::string> words(argv + i + 1, argv + argc);
-    for (const Command& command : commands) {
-        if (command.name != name) continue;
-        for (const std::string& word : words) {
-            if (word == "--help" || word == "-h") {
-                printCommandHelp(command);
-                return 0;
-            }
-        }
-        Output out(json);
-        try {
-            const Args args(words, command.flags, command.valued);
-            std::unique_ptr<ExplainSession> session;
-            if (explain) {
-                std::string error;
-                session = startExplainSession(out, &error);
-                if (session == nullptr) {
-                    fprintf(stderr, "qarctl: --explain: %s\n", error.c_str());
-                    return 1;
-                }
-            }
-            Context context{out};
-            return command.run(context, args);
-        } catch (const UsageError& error) {
-            fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
-            printCommandHelp(command);
-            return kUsageStatus;
-        } catch (const std::exception& error) {
-            // A few queries let a parsing error of the service's answer escape; show it as the
-            // call's failure.
-            fprintf(stderr, "qarctl %s: the call threw: %s\n", name.c_str(), error.what());
+    Output out(json);
+    std::unique_ptr<ExplainSession> session;
+    if (explain) {
+        std::string error;
+        session = startExplainSession(out, &error);
+        if (session == nullptr) {
+            fprintf(stderr, "qarctl: --explain: %s\n", error.c_str());
             return 1;
         }
     }
-    fprintf(stderr, "qarctl: unknown command \"%s\" (qarctl --help lists them)\n", name.c_str());
-    return kUsageStatus;
+    const std::string name = argv[i];
+    const std::vector<std::string> words(argv + i + 1, argv + argc);
+    if (name == "shell") return runShell(commands, out);
+    return runCommand(commands, name, words, out);
 }
 
 }  // namespace
