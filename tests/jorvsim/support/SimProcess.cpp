@@ -28,9 +28,16 @@ std::chrono::milliseconds left(Clock::time_point deadline) {
 }  // namespace
 
 SimProcess::SimProcess(std::vector<std::string> args) : mArgs(std::move(args)) {
+#ifdef JORV_SIM_PATH
+    mProgram = JORV_SIM_PATH;
+    mArgs.insert(mArgs.begin(), "--die-with-parent");
+#endif
     char pattern[] = "/tmp/jorvsim-test-XXXXXX";
     if (mkdtemp(pattern) != nullptr) mDir = pattern;
 }
+
+SimProcess::SimProcess(std::string program, std::vector<std::string> args, std::string dir)
+    : mProgram(std::move(program)), mArgs(std::move(args)), mDir(std::move(dir)), mOwnsDir(false) {}
 
 SimProcess::~SimProcess() {
     if (mPid > 0 && !mExitStatus.has_value()) {
@@ -41,20 +48,26 @@ SimProcess::~SimProcess() {
     }
     if (mOut >= 0) close(mOut);
     std::error_code ignored;
-    if (!mDir.empty()) std::filesystem::remove_all(mDir, ignored);
+    if (mOwnsDir && !mDir.empty()) std::filesystem::remove_all(mDir, ignored);
 }
 
 ::testing::AssertionResult SimProcess::start() {
-#ifndef JORV_SIM_PATH
-    return ::testing::AssertionFailure() << "built without JORV_SIM_PATH";
-#else
+    ::testing::AssertionResult spawned = spawn();
+    if (!spawned) return spawned;
+    auto ready = waitForLine([](const std::string& line) { return line.rfind("ready ", 0) == 0; });
+    if (!ready.has_value()) return ::testing::AssertionFailure() << "jorv-sim never got ready";
+    return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult SimProcess::spawn() {
+    if (mProgram.empty()) return ::testing::AssertionFailure() << "no program to run";
     if (mDir.empty()) return ::testing::AssertionFailure() << "no service directory";
     int pipeFds[2];
     if (pipe2(pipeFds, O_CLOEXEC) != 0) {
         return ::testing::AssertionFailure() << "pipe: " << std::strerror(errno);
     }
 
-    std::vector<std::string> args = {JORV_SIM_PATH, "--die-with-parent"};
+    std::vector<std::string> args = {mProgram};
     args.insert(args.end(), mArgs.begin(), mArgs.end());
     std::vector<char*> argv;
     for (std::string& arg : args) argv.push_back(arg.data());
@@ -72,6 +85,9 @@ SimProcess::~SimProcess() {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
+    if (!mOwnsDir) {
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
     const int err = posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     close(pipeFds[1]);
@@ -80,10 +96,20 @@ SimProcess::~SimProcess() {
         mPid = -1;
         return ::testing::AssertionFailure() << "posix_spawn: " << std::strerror(err);
     }
-    auto ready = waitForLine([](const std::string& line) { return line.rfind("ready ", 0) == 0; });
-    if (!ready.has_value()) return ::testing::AssertionFailure() << "jorv-sim never got ready";
     return ::testing::AssertionSuccess();
-#endif
+}
+
+std::optional<std::string> SimProcess::output(int* status, std::chrono::milliseconds timeout) {
+    const std::optional<int> exit = waitExit(timeout);
+    if (!exit.has_value()) return std::nullopt;
+    // The process has ended, so the pipe reaches its end once drained.
+    const auto deadline = Clock::now() + timeout;
+    while (mOut >= 0 && Clock::now() < deadline && readSome(std::chrono::milliseconds(50))) {
+    }
+    *status = *exit;
+    std::string text;
+    for (const std::string& line : mLines) text += line + "\n";
+    return text + mPartial;
 }
 
 bool SimProcess::readSome(std::chrono::milliseconds timeout) {

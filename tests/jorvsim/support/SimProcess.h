@@ -21,12 +21,21 @@ class SimProcess {
 public:
     // `args` go to jorv-sim after --die-with-parent.
     explicit SimProcess(std::vector<std::string> args = {});
+    // Another program (a client of the service) run with HOSTBINDER_DIR=`dir`, which it does not
+    // own; its standard error is discarded. Started with spawn().
+    SimProcess(std::string program, std::vector<std::string> args, std::string dir);
     ~SimProcess();
     SimProcess(const SimProcess&) = delete;
     SimProcess& operator=(const SimProcess&) = delete;
 
     // Starts it with HOSTBINDER_DIR set to dir() and waits for its ready line.
     ::testing::AssertionResult start();
+    // Starts it without waiting for anything.
+    ::testing::AssertionResult spawn();
+    // Everything it wrote to standard output once it has ended (waiting up to `timeout`), or
+    // none; `status` gets the wait status.
+    std::optional<std::string> output(int* status,
+                                      std::chrono::milliseconds timeout = kLongTimeout);
     const std::string& dir() const { return mDir; }
     pid_t pid() const { return mPid; }
 
@@ -46,8 +55,10 @@ private:
     // Reads what the transcript has, waiting up to `timeout` for something; false at its end.
     bool readSome(std::chrono::milliseconds timeout);
 
+    std::string mProgram;
     std::vector<std::string> mArgs;
     std::string mDir;
+    bool mOwnsDir = true;
     pid_t mPid = -1;
     int mOut = -1;
     std::string mPartial;

@@ -1,0 +1,154 @@
+// qarctl end to end: real qarctl processes against a real reference service process.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <string>
+#include <vector>
+
+#include "support/SimProcess.h"
+
+namespace {
+
+using jorvsimtest::SimProcess;
+
+struct QarctlRun {
+    int exitCode = -1;
+    std::string out;
+};
+
+// Runs qarctl to its end with HOSTBINDER_DIR=`dir`.
+QarctlRun qarctl(const std::string& dir, std::vector<std::string> args) {
+    SimProcess process(QARCTL_PATH, std::move(args), dir);
+    QarctlRun run;
+    if (!process.spawn()) return run;
+    int status = 0;
+    std::optional<std::string> out = process.output(&status);
+    if (out.has_value() && WIFEXITED(status)) {
+        run.exitCode = WEXITSTATUS(status);
+        run.out = *out;
+    }
+    return run;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        std::string expected;  // part of the JSON output
+    };
+    const std::vector<Case> cases = {
+            {{"acquire", "TRIVEX_ACTION_LAUNCH", "--scene", "com.app"},
+             0,
+             R"({"call":"QarEventAcquireWrapper","result":1})"},
+            {{"acquire", "ACTION_LAUNCH"}, 1, R"("result":-1)"},
+            {{"event-acquire", "12", "--oneway"}, 0, R"("call":"QarEventAcquireOneWay")"},
+            {{"res-acquire", "0x40800000=5", "--timeout", "60000"}, 0, R"("call":"QarResAcquire")"},
+            {{"request", "0x40800100=7"}, 0, R"("call":"jorvResCtlRequest")"},
+            {{"res-state", "0x40800100"}, 0, R"("resources":[{"id":1082130688,"value":"7"}])"},
+            {{"qar-state", "0x40800100"}, 0, R"("value":"7")"},
+            {{"multi-state", "0x40800100"},
+             0,
+             R"("result":1,"resources":[{"id":1082130688,"value":"7"}])"},
+            {{"path-request", "/sys/x=3"}, 0, R"("call":"jorv_resctl_request_by_path")"},
+            {{"path-state", "/sys/x"}, 0, R"("values":["3"])"},
+            {{"path-state", "--map", "/sys/x"}, 0, R"("results":{"/sys/x":"3"})"},
+            {{"thermal-notify", "3=2"}, 0, R"("call":"jorvThermalNotify","result":0)"},
+            {{"notify", "9000", "1", "0", "1,2"}, 0, R"("call":"QarNotifyWapper","result":0)"},
+            {{"rule", "5", "on", "0x40=1"}, 0, R"("call":"qarRuleCtl")"},
+            {{"sys-info", "1", "screen-on"}, 0, R"("call":"setRelatedSysInfo")"},
+            {{"prop-set", "vendor.k", "v1"}, 0, R"("call":"jorvPropertySet","result":0)"},
+            {{"prop-get", "vendor.k"}, 0, R"("value":"v1")"},
+            {{"dump", "res-info"}, 0, R"("call":"jorvDumpResInfo","result":0)"},
+            {{"history-record", "on"}, 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
+            {{"history"}, 0, R"("history":"start:)"},
+            {{"power"}, 0, R"({"call":"QarGetPowerConsis","result":1260})"},
+            {{"dataset"}, 0, R"("call":"Qar_fetch_dataset")"},
+            {{"release", "1"}, 0, R"("call":"QarReleaseWapper")"},
+            {{"res-release", "999"}, 1, R"("result":-1)"},
+            {{"request", "0x40=1", "--bogus"}, 2, ""},
+            {{"no-such-command"}, 2, ""},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> args = {"--json"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const QarctlRun run = qarctl(sim.dir(), args);
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << "\n" << run.out;
+        EXPECT_TRUE(contains(run.out, c.expected)) << c.args[0] << "\n" << run.out;
+    }
+}
+
+TEST(QarctlTest, ExplainNeedsNoService) {
+    char pattern[] = "/tmp/qarctl-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const QarctlRun run = qarctl(pattern, {"--explain", "request", "0x40=1", "--param1", "2000"});
+    rmdir(pattern);
+    EXPECT_EQ(run.exitCode, 0) << run.out;
+    EXPECT_TRUE(contains(run.out, "service: call ")) << run.out;
+    EXPECT_TRUE(contains(run.out, R"(request {type=1(resource) data=[{id=64 value="1"}])"))
+            << run.out;
+    EXPECT_TRUE(contains(run.out, "jorvResCtlRequest -> 1")) << run.out;
+}
+
+TEST(QarctlTest, ListenerHearsAnotherProcessesRequest) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    SimProcess listener(QARCTL_PATH,
+                        {"--json", "listen", "0x40800000", "--count", "1", "--timeout-ms", "30000"},
+                        sim.dir());
+    ASSERT_TRUE(listener.spawn());
+    ASSERT_TRUE(sim.waitForLine(
+            [](const std::string& line) { return contains(line, "listeningRegister"); }));
+    EXPECT_EQ(qarctl(sim.dir(), {"request", "0x40800000=9"}).exitCode, 0);
+    int status = 0;
+    const std::optional<std::string> out = listener.output(&status);
+    ASSERT_TRUE(out.has_value());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << *out;
+    EXPECT_TRUE(
+            contains(*out, R"({"event":"callback","resources":[{"id":1082130432,"value":"9"}]})"))
+            << *out;
+}
+
+TEST(QarctlTest, InjectedFaultsReachTheCaller) {
+    struct Case {
+        std::vector<std::string> simArgs;
+        std::vector<std::string> args;
+        int exitCode;
+        std::string expected;
+    };
+    const std::vector<Case> cases = {
+            {{"--fail-next", "1", "--fail-with", "exception"},
+             {"request", "0x40=1"},
+             1,
+             "jorvResCtlRequest -> -1"},
+            {{"--fail-next", "1", "--fail-with", "service-specific"},
+             {"event-acquire", "12"},
+             1,
+             "QarEventAcquire -> -1"},
+            {{"--fail-next", "1", "--fail-with", "transport"},
+             {"prop-set", "a", "b"},
+             1,
+             "jorvPropertySet -> -1"},
+            // An answer without values makes the power query throw, as it deliberately does.
+            {{"--omit-values"}, {"power"}, 1, ""},
+    };
+    for (const Case& c : cases) {
+        SimProcess sim(c.simArgs);
+        ASSERT_TRUE(sim.start());
+        const QarctlRun run = qarctl(sim.dir(), c.args);
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << "\n" << run.out;
+        EXPECT_TRUE(contains(run.out, c.expected)) << c.args[0] << "\n" << run.out;
+        // The fault was one call only: the next call reconnects and succeeds.
+        if (c.simArgs[0] == "--fail-next") {
+            EXPECT_EQ(qarctl(sim.dir(), c.args).exitCode, 0) << c.args[0];
+        }
+    }
+}
+
+}  // namespace
