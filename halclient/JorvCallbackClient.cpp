@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <list>
+#include <mutex>
 #include <string>
 
 #include "CallbackRegistries.h"
@@ -28,8 +29,11 @@ void printLog(const TransactionLog& log) {
 
 // Every client installs printLog. The stub reads logFunc on binder threads without a lock, so it
 // is written only when it does not already hold printLog: after the first client that is never.
+// Clients made at the same time on several threads take turns here.
 void installPrintLog() {
     using LogFn = void (*)(const TransactionLog&);
+    static std::mutex installMutex;
+    std::lock_guard<std::mutex> lock(installMutex);
     const LogFn* current = BnJorvCallback::logFunc.target<LogFn>();
     if (current == nullptr || *current != &printLog) BnJorvCallback::logFunc = printLog;
 }

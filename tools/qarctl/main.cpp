@@ -5,6 +5,7 @@
 // Exit status: 0 when the call succeeded, 1 when it reported failure, 2 on usage errors.
 
 #include <android/log.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <exception>
@@ -150,5 +151,10 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     // Before any thread exists, so that every thread inherits the blocked signals.
     qarctl::installInterruptWatch();
-    return qarctl::run(argc, argv);
+    const int status = qarctl::run(argc, argv);
+    // Binder threads run until the process ends and may still be delivering a death notice to
+    // the library; running static destructors under them would race. Leave without them.
+    fflush(stdout);
+    fflush(stderr);
+    _exit(status);
 }
