@@ -8,6 +8,7 @@
 
 #include "JorvCallbackRegistry.h"
 #include "JorvHalclient.h"
+#include "support/FakeServiceTest.h"
 #include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
 #include "support/ServiceEnv.h"
@@ -36,16 +37,7 @@ std::string sizeLine(int before, int after) {
            std::to_string(before) + " after " + std::to_string(after);
 }
 
-class CallbackClientTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
-    LogCapture log;
-};
+using CallbackClientTest = FakeServiceTest;
 
 TEST_F(CallbackClientTest, RequestCallbackRoutesByIdOnceOnBinderThread) {
     auto callback = std::make_shared<RecordingCallback>();

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "JorvHalclient.h"
+#include "support/FakeServiceTest.h"
 #include "support/LogCapture.h"
 #include "support/ServiceEnv.h"
 
@@ -14,16 +15,7 @@ namespace {
 
 constexpr char kTag[] = "JORVFramework-lib-vendor";
 
-class DiagnosticsTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
-    LogCapture log;
-};
+using DiagnosticsTest = FakeServiceTest;
 
 TEST_F(DiagnosticsTest, CommandsSendTheirCodes) {
     using namespace jorvHalclient;

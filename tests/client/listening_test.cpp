@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "JorvHalclient.h"
+#include "support/FakeServiceTest.h"
 #include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
 #include "support/ServiceEnv.h"
@@ -19,15 +20,8 @@ constexpr char kTag[] = "JORVFramework-lib-vendor";
 constexpr char kDuplicate[] = "Same callback interface registered already";
 constexpr char kRegistered[] = "A callback has been registered to Jorv HAL ";
 
-class ListeningTest : public ::testing::Test {
+class ListeningTest : public FakeServiceTest {
 public:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
-    LogCapture log;
     std::shared_ptr<RecordingCallback> byId = std::make_shared<RecordingCallback>();
     std::shared_ptr<RecordingPathCallback> byPath = std::make_shared<RecordingPathCallback>();
 };

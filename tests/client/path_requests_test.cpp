@@ -8,6 +8,7 @@
 #include "JorvCallbackRegistry.h"
 #include "JorvHalclient.h"
 #include "JorvParcelMarker.h"
+#include "support/FakeServiceTest.h"
 #include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
 #include "support/ServiceEnv.h"
@@ -27,16 +28,7 @@ JorvRequestData answer(std::optional<std::string> path, std::optional<std::strin
     return data;
 }
 
-class PathRequestsTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
-    LogCapture log;
-};
+using PathRequestsTest = FakeServiceTest;
 
 TEST(ParcelMarkerTest, ReplacesWhateverPathsHeld) {
     JorvRequestParcel parcel;

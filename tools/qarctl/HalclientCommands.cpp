@@ -106,6 +106,24 @@ int listenUntilDone(Context& ctx, int handle, EventCounter& counter, const Args&
     return count > 0 && !reached ? 1 : 0;
 }
 
+// Sends a request that can carry a callback: `send(nullptr)` (reported as `name`) when
+// --wait-callback is not given, else `send(callback)` (reported as `callbackName`), and then waits
+// for that callback.
+template <typename Callback>
+int sendRequest(Context& ctx, const Args& args, const char* name, const char* callbackName,
+                const std::function<int(const std::shared_ptr<Callback>&)>& send) {
+    if (!args.flag("wait-callback")) {
+        const int handle = send(nullptr);
+        ctx.out.result(name, handle);
+        return statusOf(handle);
+    }
+    EventCounter counter;
+    auto callback = std::make_shared<Callback>(ctx.out, counter);
+    const int handle = send(callback);
+    ctx.out.result(callbackName, handle);
+    return awaitAnswer(ctx, handle, counter, args);
+}
+
 Command requestCommand() {
     return {"request",
             "ID[=VALUE]... [--param0 N] [--param1 N] [--param3 N] [--param4 N] "
@@ -116,18 +134,18 @@ Command requestCommand() {
             [](Context& ctx, const Args& args) {
                 ResourceList resources = parseResources(args);
                 const RequestParams p = requestParams(args);
-                if (!args.flag("wait-callback")) {
-                    const int handle = jorvHalclient::jorvResCtlRequest(
-                            p.param0, p.param1, resources, p.param3, p.param4, p.param5);
-                    ctx.out.result("jorvResCtlRequest", handle);
-                    return statusOf(handle);
-                }
-                EventCounter counter;
-                auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
-                const int handle = jorvHalclient::jorvResCtlRequest(
-                        p.param0, p.param1, resources, p.param3, p.param4, p.param5, callback);
-                ctx.out.result("jorvResCtlRequest", handle);
-                return awaitAnswer(ctx, handle, counter, args);
+                return sendRequest<PrintingCallback>(
+                        ctx, args, "jorvResCtlRequest", "jorvResCtlRequest",
+                        [&](const std::shared_ptr<PrintingCallback>& callback) {
+                            if (callback == nullptr) {
+                                return jorvHalclient::jorvResCtlRequest(p.param0, p.param1,
+                                                                        resources, p.param3,
+                                                                        p.param4, p.param5);
+                            }
+                            return jorvHalclient::jorvResCtlRequest(p.param0, p.param1, resources,
+                                                                    p.param3, p.param4, p.param5,
+                                                                    callback);
+                        });
             }};
 }
 
@@ -141,18 +159,17 @@ Command sceneCommand() {
                 args.expectCount(1, 1);
                 const int scene = parseInt32(args.at(0, "scene action id"), "scene action id");
                 const RequestParams p = requestParams(args);
-                if (!args.flag("wait-callback")) {
-                    const int handle = jorvHalclient::jorvSACtlRequest(
-                            p.param0, p.param1, scene, p.param3, p.param4, p.param5);
-                    ctx.out.result("jorvSACtlRequest", handle);
-                    return statusOf(handle);
-                }
-                EventCounter counter;
-                auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
-                const int handle = jorvHalclient::jorvSACtlRequest(
-                        p.param0, p.param1, scene, p.param3, p.param4, p.param5, callback);
-                ctx.out.result("jorvSACtlRequest", handle);
-                return awaitAnswer(ctx, handle, counter, args);
+                return sendRequest<PrintingCallback>(
+                        ctx, args, "jorvSACtlRequest", "jorvSACtlRequest",
+                        [&](const std::shared_ptr<PrintingCallback>& callback) {
+                            if (callback == nullptr) {
+                                return jorvHalclient::jorvSACtlRequest(
+                                        p.param0, p.param1, scene, p.param3, p.param4, p.param5);
+                            }
+                            return jorvHalclient::jorvSACtlRequest(p.param0, p.param1, scene,
+                                                                   p.param3, p.param4, p.param5,
+                                                                   callback);
+                        });
             }};
 }
 
@@ -288,18 +305,19 @@ Command pathRequestCommand() {
                 parsePathPairs(args, paths, values, /*requireValue=*/true);
                 const RequestParams p = requestParams(args);
                 const long param1 = static_cast<long>(args.intOption("param1", 0));
-                if (!args.flag("wait-callback")) {
-                    const int handle = jorvHalclient::jorv_resctl_request_by_path(
-                            p.param0, param1, paths, values, p.param3, p.param4, p.param5);
-                    ctx.out.result("jorv_resctl_request_by_path", handle);
-                    return statusOf(handle);
-                }
-                EventCounter counter;
-                auto callback = std::make_shared<PrintingPathCallback>(ctx.out, counter);
-                const int handle = jorvHalclient::jorv_resctl_request_with_callback_by_path(
-                        p.param0, param1, paths, values, p.param3, p.param4, p.param5, callback);
-                ctx.out.result("jorv_resctl_request_with_callback_by_path", handle);
-                return awaitAnswer(ctx, handle, counter, args);
+                return sendRequest<PrintingPathCallback>(
+                        ctx, args, "jorv_resctl_request_by_path",
+                        "jorv_resctl_request_with_callback_by_path",
+                        [&](const std::shared_ptr<PrintingPathCallback>& callback) {
+                            if (callback == nullptr) {
+                                return jorvHalclient::jorv_resctl_request_by_path(
+                                        p.param0, param1, paths, values, p.param3, p.param4,
+                                        p.param5);
+                            }
+                            return jorvHalclient::jorv_resctl_request_with_callback_by_path(
+                                    p.param0, param1, paths, values, p.param3, p.param4, p.param5,
+                                    callback);
+                        });
             }};
 }
 

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "LogCapture.h"
-#include "ServiceEnv.h"
+#include "FakeServiceTest.h"
 
 namespace qartest {
 
@@ -22,12 +21,8 @@ inline JorvRequestData entry(int32_t id, Text value = std::nullopt) {
 }
 
 // The fake service published and declared, and the event API's log captured.
-class EventApiTest : public ::testing::Test {
+class EventApiTest : public FakeServiceTest {
 protected:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
     // Queues the answer of the next stateRequest.
     void answer(std::vector<JorvRequestData> data) {
         fake->enqueue("stateRequest", Answer::okData(std::move(data)));
@@ -41,10 +36,6 @@ protected:
     size_t logged(int priority, const std::string& text) const {
         return log.count(priority, kQarTag, text);
     }
-
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
-    LogCapture log;
 };
 
 }  // namespace qartest
