@@ -32,6 +32,9 @@ SimProcess::SimProcess(std::vector<std::string> args) : mArgs(std::move(args)) {
     if (mkdtemp(pattern) != nullptr) mDir = pattern;
 }
 
+SimProcess::SimProcess(std::string dir, std::vector<std::string> args)
+    : mArgs(std::move(args)), mDir(std::move(dir)), mOwnsDir(false) {}
+
 SimProcess::~SimProcess() {
     if (mPid > 0 && !mExitStatus.has_value()) {
         kill(mPid, SIGKILL);
@@ -41,7 +44,7 @@ SimProcess::~SimProcess() {
     }
     if (mOut >= 0) close(mOut);
     std::error_code ignored;
-    if (!mDir.empty()) std::filesystem::remove_all(mDir, ignored);
+    if (mOwnsDir && !mDir.empty()) std::filesystem::remove_all(mDir, ignored);
 }
 
 ::testing::AssertionResult SimProcess::start() {

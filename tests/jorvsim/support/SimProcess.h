@@ -21,6 +21,9 @@ class SimProcess {
 public:
     // `args` go to jorv-sim after --die-with-parent.
     explicit SimProcess(std::vector<std::string> args = {});
+    // Serves in `dir`, which the caller owns (it is neither made nor removed here): a service
+    // restarted where its clients look for it.
+    SimProcess(std::string dir, std::vector<std::string> args);
     ~SimProcess();
     SimProcess(const SimProcess&) = delete;
     SimProcess& operator=(const SimProcess&) = delete;
@@ -48,6 +51,7 @@ private:
 
     std::vector<std::string> mArgs;
     std::string mDir;
+    bool mOwnsDir = true;
     pid_t mPid = -1;
     int mOut = -1;
     std::string mPartial;

@@ -1,0 +1,113 @@
+// The service process killed (SIGKILL) and started again, over and over, while four threads call
+// through both connections with listenings and callbacks in flight. No call may hang or return
+// anything the library never returns, both connections must be remade after every restart, and
+// the process must end up holding the descriptors and threads it held before.
+//
+// QAR_RELIABILITY_CYCLES sets the number of restarts (100 by default; 1000 for the full run).
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <iostream>
+#include <memory>
+
+#include "QarEventApi.h"
+#include "client/support/QarHal.h"
+#include "client/support/ServiceEnv.h"
+#include "reliability/support/MixedCalls.h"
+#include "reliability/support/ProcessCensus.h"
+#include "reliability/support/Services.h"
+
+namespace qarrel {
+namespace {
+
+using jorvsimtest::SimProcess;
+
+constexpr int kDefaultCycles = 100;
+constexpr int kWorkers = 4;
+// Calls the service serves between two kills (with a callback among them), so that every kill
+// lands on a busy service.
+constexpr int kCallsPerCycle = 120;
+// Enough for every operation of the mixed table once per thread.
+constexpr int kRoundCalls = 32;
+constexpr auto kSettleTimeout = std::chrono::seconds(30);
+
+class ServiceRestartTest : public ::testing::Test {
+protected:
+    ::testing::AssertionResult startSim() {
+        mSim = std::make_unique<SimProcess>(currentServiceDir(), std::vector<std::string>{});
+        return mSim->start();
+    }
+    ::testing::AssertionResult killSim() {
+        mSim->signal(SIGKILL);
+        if (!mSim->waitExit().has_value()) return ::testing::AssertionFailure() << "not reaped";
+        return ::testing::AssertionSuccess();
+    }
+    // Every call answered, by a service that has just started or stayed up.
+    static ::testing::AssertionResult healthyRound(int threads) {
+        // Recorded in the service's history, so that a history query has something to answer.
+        if (qarInit() != 0) return ::testing::AssertionFailure() << "qarInit failed";
+        MixedCalls round({threads, kRoundCalls, false, false, std::chrono::seconds(30)});
+        round.start();
+        round.finish();
+        if (round.unexpected() == 0) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << round.report();
+    }
+    void TearDown() override {
+        // Unlinked first, so that the last service's death reaches nothing.
+        qartest::resetJorvHal();
+        qartest::resetQarHal();
+        mSim.reset();
+    }
+
+    qartest::ServiceEnv mEnv;  // a private service directory; connections start reset
+    std::unique_ptr<SimProcess> mSim;
+};
+
+TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
+    const int cycles = countFromEnv("QAR_RELIABILITY_CYCLES", kDefaultCycles);
+    ASSERT_TRUE(startSim());
+    // One restart and the whole mixed table before the baseline, so that what the runtime keeps
+    // for good (pool threads) exists; the baseline is taken connected, as the run ends.
+    ASSERT_TRUE(healthyRound(kWorkers));
+    ASSERT_TRUE(killSim());
+    ASSERT_TRUE(startSim());
+    ASSERT_TRUE(healthyRound(1));
+    const Census baseline = takeCensus();
+    const HostBinderLookupCounts before = mEnv.lookups();
+
+    MixedCalls load({kWorkers, 0, true, false, std::chrono::seconds(60)});
+    load.start();
+    for (int cycle = 0; cycle < cycles; ++cycle) {
+        ASSERT_TRUE(waitForTraffic(*mSim, kCallsPerCycle)) << "cycle " << cycle << "\n"
+                                                           << load.report();
+        ASSERT_TRUE(killSim()) << "cycle " << cycle;
+        ASSERT_TRUE(startSim()) << "cycle " << cycle;
+    }
+    ASSERT_TRUE(waitForTraffic(*mSim, kCallsPerCycle)) << load.report();
+    load.finish();
+    std::cout << cycles << " restarts survived: " << load.report();
+
+    EXPECT_EQ(load.unexpected(), 0u) << load.report();
+    EXPECT_GT(load.failed(), 0u) << "no call noticed a kill";
+    EXPECT_GT(load.callbacks(), 0u);
+    // Each restart cost both connections their service: each was looked up again.
+    const HostBinderLookupCounts after = mEnv.lookups();
+    EXPECT_GE(after.waitForService - before.waitForService, static_cast<uint64_t>(cycles));
+    EXPECT_GE(after.checkService - before.checkService, static_cast<uint64_t>(cycles));
+
+    // Both connections serve again, and nothing of the dead instances is left behind.
+    EXPECT_TRUE(healthyRound(1));
+    Census now;
+    EXPECT_TRUE(qartest::waitFor(
+            [&] {
+                now = takeCensus();
+                return now.fds <= baseline.fds && now.otherThreads <= baseline.otherThreads &&
+                       now.connectionThreads <= kThreadsPerConnection &&
+                       now.poolThreads <= kPoolThreadCap;
+            },
+            std::chrono::duration_cast<std::chrono::milliseconds>(kSettleTimeout)))
+            << "now " << toString(now) << "; before " << toString(baseline);
+}
+
+}  // namespace
+}  // namespace qarrel

@@ -1,0 +1,48 @@
+#include "Services.h"
+
+#include <hostbinder/control.h>
+
+#include "client/support/QarHal.h"
+#include "client/support/ServiceEnv.h"
+
+namespace qarrel {
+
+std::string currentServiceDir() {
+    std::string dir(HostBinder_getServiceDir(nullptr, 0) + 1, '\0');
+    dir.resize(HostBinder_getServiceDir(dir.data(), dir.size()));
+    return dir;
+}
+
+bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls) {
+    int served = 0;
+    bool calledBack = false;
+    return sim
+            .waitForLine(
+                    [&](const std::string& line) {
+                        if (line.rfind("call ", 0) == 0) ++served;
+                        if (line.rfind("callback ", 0) == 0) calledBack = true;
+                        return served >= calls && calledBack;
+                    },
+                    sim.lines().size())
+            .has_value();
+}
+
+InProcessSim::InProcessSim(const jorvsim::Options& options)
+    : mDiscard(std::fopen("/dev/null", "w")),
+      mSimulator(std::make_unique<jorvsim::Simulator>(options, mDiscard, mDiscard, [] {})) {}
+
+InProcessSim::~InProcessSim() {
+    qartest::resetJorvHal();
+    qartest::resetQarHal();
+    mSimulator.reset();
+    if (mDiscard != nullptr) std::fclose(mDiscard);
+}
+
+::testing::AssertionResult InProcessSim::start() {
+    if (mDiscard == nullptr) return ::testing::AssertionFailure() << "cannot open /dev/null";
+    std::string error;
+    if (!mSimulator->start(&error)) return ::testing::AssertionFailure() << error;
+    return ::testing::AssertionSuccess();
+}
+
+}  // namespace qarrel
