@@ -56,6 +56,9 @@ SimProcess::~SimProcess() {
     if (pipe2(pipeFds, O_CLOEXEC) != 0) {
         return ::testing::AssertionFailure() << "pipe: " << std::strerror(errno);
     }
+    // Room for a long stretch of transcript between two reads (best effort): a service that
+    // finds the pipe full stops answering until it is read.
+    fcntl(pipeFds[0], F_SETPIPE_SZ, 1 << 20);
 
     std::vector<std::string> args = {JORV_SIM_PATH, "--die-with-parent"};
     args.insert(args.end(), mArgs.begin(), mArgs.end());

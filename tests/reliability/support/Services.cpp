@@ -7,6 +7,14 @@
 
 namespace qarrel {
 
+void answerLikeAService(qartest::FakeJorv& fake) {
+    qartest::JorvRequestData record;
+    record.id = 1;
+    record.value = "1";
+    record.extra = "history";
+    fake.setDefault("stateRequest", qartest::Answer::okData({record}));
+}
+
 std::string currentServiceDir() {
     std::string dir(HostBinder_getServiceDir(nullptr, 0) + 1, '\0');
     dir.resize(HostBinder_getServiceDir(dir.data(), dir.size()));
@@ -25,6 +33,17 @@ bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls) {
                     },
                     sim.lines().size())
             .has_value();
+}
+
+bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + jorvsimtest::kLongTimeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        // Matches nothing: reads what arrives for a short while, then looks at `done` again.
+        sim.waitForLine([](const std::string&) { return false; }, sim.lines().size(),
+                        std::chrono::milliseconds(20));
+    }
+    return true;
 }
 
 InProcessSim::InProcessSim(const jorvsim::Options& options)
