@@ -20,7 +20,6 @@ constexpr int kLoadThreads = 10;
 constexpr int kDefaultCallsPerThread = 1000;
 constexpr int kFloodThreads = 4;
 constexpr int kFloodPerThread = 500;
-constexpr int kRoundCalls = 32;
 
 TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     qartest::ServiceEnv env;
@@ -73,7 +72,7 @@ TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
         }
     }
 
-    MixedCalls normal({2, kRoundCalls, false, false, std::chrono::seconds(30)});
+    MixedCalls normal({2, MixedCalls::tableSize(), false, false, std::chrono::seconds(30)});
     normal.start();
     normal.finish();
     EXPECT_EQ(normal.unexpected(), 0u) << normal.report();

@@ -15,15 +15,13 @@ namespace {
 using qartest::Answer;
 using namespace std::chrono_literals;
 
-constexpr int kRoundCalls = 32;
-
 struct FaultCase {
     const char* name;
     std::chrono::milliseconds delay;
     int failEvery;  // 0: never
     Answer failure;
     int threads;  // 1: every call's effect on its connection is checked
-    int callsPerThread;
+    int rounds;   // of the mixed table, per thread
 };
 
 void PrintTo(const FaultCase& c, std::ostream* os) {
@@ -45,7 +43,8 @@ TEST_P(ServiceFaultTest, CallersGetSpecifiedResultsAndConnectionsAreRemade) {
     const HostBinderLookupCounts before = mEnv.lookups();
 
     const bool checkConnection = c.threads == 1;
-    MixedCalls run({c.threads, c.callsPerThread, c.failEvery > 0, checkConnection, 30s});
+    MixedCalls run(
+            {c.threads, c.rounds * MixedCalls::tableSize(), c.failEvery > 0, checkConnection, 30s});
     run.start();
     run.finish();
     const HostBinderLookupCounts after = mEnv.lookups();
@@ -80,7 +79,7 @@ TEST_P(ServiceFaultTest, CallersGetSpecifiedResultsAndConnectionsAreRemade) {
     // Once the service behaves again, both connections serve every call.
     fake->setDelay(0ms);
     fake->failEvery(0, Answer{});
-    MixedCalls healthy({1, kRoundCalls, false, false, 30s});
+    MixedCalls healthy({1, MixedCalls::tableSize(), false, false, 30s});
     healthy.start();
     healthy.finish();
     EXPECT_EQ(healthy.unexpected(), 0u) << healthy.report();
@@ -88,16 +87,15 @@ TEST_P(ServiceFaultTest, CallersGetSpecifiedResultsAndConnectionsAreRemade) {
 
 INSTANTIATE_TEST_SUITE_P(
         Faults, ServiceFaultTest,
-        ::testing::Values(FaultCase{"SlowReplies", 20ms, 0, {}, 4, kRoundCalls},
+        ::testing::Values(FaultCase{"SlowReplies", 20ms, 0, {}, 4, 1},
                           FaultCase{"EveryOtherCallThrows", 0ms, 2,
-                                    Answer::exception(EX_ILLEGAL_STATE), 1, 2 * kRoundCalls},
+                                    Answer::exception(EX_ILLEGAL_STATE), 1, 2},
                           FaultCase{"EveryOtherCallServiceSpecific", 0ms, 2,
-                                    Answer::serviceSpecific(7), 1, 2 * kRoundCalls},
+                                    Answer::serviceSpecific(7), 1, 2},
                           FaultCase{"EveryOtherCallTransportFailure", 0ms, 2,
-                                    Answer::transport(STATUS_FAILED_TRANSACTION), 1,
-                                    2 * kRoundCalls},
+                                    Answer::transport(STATUS_FAILED_TRANSACTION), 1, 2},
                           FaultCase{"SlowAndFailingEveryOtherCall", 5ms, 2,
-                                    Answer::exception(EX_ILLEGAL_STATE), 4, 2 * kRoundCalls}),
+                                    Answer::exception(EX_ILLEGAL_STATE), 4, 2}),
         [](const ::testing::TestParamInfo<FaultCase>& info) { return info.param.name; });
 
 // The slow service replaced (killed and published anew) again and again while its calls are still

@@ -40,8 +40,7 @@ enum class Seen {
 };
 
 constexpr int32_t kOwnResourceBase = 0x41000000;
-// Second ids that make every listening's id list unique: the library refuses a second listening
-// on the same list.
+// Second ids (and paths) that make every listening unique.
 constexpr int32_t kUniqueIdBase = 0x50000000;
 constexpr int32_t kUniqueIdSpan = 1 << 24;
 constexpr auto kWatchPeriod = std::chrono::milliseconds(100);
@@ -83,6 +82,26 @@ private:
     std::shared_ptr<std::atomic<uint64_t>> mCount;
 };
 
+class CountingPathCallback : public jorvHalclient::IClientCallbackByPath {
+public:
+    explicit CountingPathCallback(std::shared_ptr<std::atomic<uint64_t>> count)
+        : mCount(std::move(count)) {}
+    void onCallback(std::vector<std::string> /*values*/,
+                    std::vector<std::string> /*paths*/) override {
+        ++*mCount;
+    }
+
+private:
+    std::shared_ptr<std::atomic<uint64_t>> mCount;
+};
+
+// Unique across runs too: a run may end with listenings still registered, and the library
+// refuses a second listening on the same ids or paths.
+int32_t uniqueNumber() {
+    static std::atomic<int32_t> next{0};
+    return next++ % kUniqueIdSpan;
+}
+
 }  // namespace
 
 // One worker's own state: the resource its requests set and its listenings hear, so that every
@@ -96,7 +115,9 @@ struct MixedCalls::Worker {
     std::vector<int> events;
     std::vector<int> listenings;
     std::shared_ptr<jorvHalclient::IClientCallback> callback;
+    std::shared_ptr<jorvHalclient::IClientCallbackByPath> pathCallback;
 
+    std::string ownPath() const { return "/reliability/w" + std::to_string(index); }
     std::string nextValue() { return std::to_string(++serial); }
     ResourceList ownList() { return {{resource, nextValue()}}; }
     std::vector<Resource> ownVector() { return {{resource, nextValue()}}; }
@@ -141,10 +162,8 @@ const std::vector<Op>& ops() {
     static const std::vector<Op> kOps = {
             {"jorvResListeningRegister", kNs, kDrops,
              [](Worker& w) {
-                 // Unique across runs too: a run may end with listenings still registered.
-                 static std::atomic<int32_t> nextUnique{0};
-                 const int32_t unique = kUniqueIdBase + nextUnique++ % kUniqueIdSpan;
-                 ResourceList ids = {{w.resource, std::nullopt}, {unique, std::nullopt}};
+                 ResourceList ids = {{w.resource, std::nullopt},
+                                     {kUniqueIdBase + uniqueNumber(), std::nullopt}};
                  return keep(jorvHalclient::jorvResListeningRegister(ids, 0, w.callback),
                              w.listenings);
              }},
@@ -223,11 +242,17 @@ const std::vector<Op>& ops() {
                  return byValue(qarRuleCtl(200 + w.index, static_cast<int32_t>(w.serial % 2),
                                            w.ownVector()));
              }},
+            {"jorv_res_listening_register_by_path", kNs, kDrops,
+             [](Worker& w) {
+                 const std::vector<std::string> paths = {
+                         w.ownPath(), "/reliability/unique/" + std::to_string(uniqueNumber())};
+                 return keep(jorvHalclient::jorv_res_listening_register_by_path(paths, 0,
+                                                                                w.pathCallback),
+                             w.listenings);
+             }},
             {"jorv_resctl_request_by_path", kNs, kDrops,
              [](Worker& w) {
-                 const std::vector<std::string> paths = {"/reliability/w" +
-                                                         std::to_string(w.index)};
-                 return keep(jorvHalclient::jorv_resctl_request_by_path(-1, 0, paths,
+                 return keep(jorvHalclient::jorv_resctl_request_by_path(-1, 0, {w.ownPath()},
                                                                         {w.nextValue()}, -1, 0, 0),
                              w.requests);
              }},
@@ -245,6 +270,12 @@ const std::vector<Op>& ops() {
                  return giveBack(w.sceneActions, [](int handle) {
                      return byValue(jorvHalclient::jorvSACtlRelease(handle));
                  });
+             }},
+            {"jorv_res_state_request_by_path", kNs, kDrops,
+             [](Worker& w) {
+                 std::vector<std::string> results;
+                 return byValue(jorvHalclient::jorv_res_state_request_by_path({w.ownPath()}, {}, 0,
+                                                                              results));
              }},
             {"QarReleaseWapper", kEv, Seen::kNoResult,
              [](Worker& w) {
@@ -270,6 +301,12 @@ const std::vector<Op>& ops() {
              [](Worker&) {
                  std::string history;
                  return byValue(QarGetHistory(history));
+             }},
+            {"jorvResListeningUnRegister", kNs, kDrops,
+             [](Worker& w) {
+                 return giveBack(w.listenings, [](int handle) {
+                     return byValue(jorvHalclient::jorvResListeningUnRegister(handle));
+                 });
              }},
             {"jorvResListeningUnRegister", kNs, kDrops,
              [](Worker& w) {
@@ -347,6 +384,7 @@ void MixedCalls::work(int index) {
     worker.index = index;
     worker.resource = kOwnResourceBase + index;
     worker.callback = std::make_shared<CountingCallback>(mCallbacks);
+    worker.pathCallback = std::make_shared<CountingPathCallback>(mCallbacks);
     const std::vector<Op>& table = ops();
     // Workers start at different places in the table, so different calls overlap.
     size_t next = static_cast<size_t>(index) * 7;
@@ -440,6 +478,10 @@ void MixedCalls::watch() {
             std::abort();
         }
     }
+}
+
+int MixedCalls::tableSize() {
+    return static_cast<int>(ops().size());
 }
 
 uint64_t MixedCalls::calls() const {

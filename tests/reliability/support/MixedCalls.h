@@ -43,6 +43,9 @@ public:
     MixedCalls(const MixedCalls&) = delete;
     MixedCalls& operator=(const MixedCalls&) = delete;
 
+    // Calls in one round of the table of operations (each acquisition, release and query once).
+    static int tableSize();
+
     void start();
     // Waits until every worker has made its calls; a run without a call count is told to stop
     // after the call in progress.
