@@ -75,6 +75,14 @@ private:
 
 enum class Order { kUnregisterThenKill, kKillThenUnregister };
 
+const char* name(Order order) {
+    return order == Order::kUnregisterThenKill ? "UnregisterThenKill" : "KillThenUnregister";
+}
+
+void PrintTo(Order order, std::ostream* os) {
+    *os << name(order);
+}
+
 class CallbackLifetimeTest : public ::testing::TestWithParam<Order> {
 protected:
     ::testing::AssertionResult startSim() {
@@ -137,8 +145,7 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
 INSTANTIATE_TEST_SUITE_P(Orders, CallbackLifetimeTest,
                          ::testing::Values(Order::kUnregisterThenKill, Order::kKillThenUnregister),
                          [](const ::testing::TestParamInfo<Order>& info) {
-                             return info.param == Order::kUnregisterThenKill ? "UnregisterThenKill"
-                                                                             : "KillThenUnregister";
+                             return name(info.param);
                          });
 
 }  // namespace

@@ -59,6 +59,16 @@ Result byValue(int64_t value) {
     return {value == -1 ? Outcome::kFailed : Outcome::kUnexpected, value};
 }
 
+// A count of what the call appended to an empty list: the service answered at least once.
+Result byCount(int64_t value) {
+    return value == 0 ? Result{Outcome::kUnexpected, 0} : byValue(value);
+}
+
+// 0 on success, -1 on failure.
+Result byStatus(int64_t value) {
+    return value > 0 ? Result{Outcome::kUnexpected, value} : byValue(value);
+}
+
 Result done() {
     return {Outcome::kAnswered, 0};
 }
@@ -201,7 +211,7 @@ const std::vector<Op>& ops() {
              [](Worker& w) {
                  ResourceList query = {{w.resource, std::nullopt}};
                  ResourceList results;
-                 return byValue(jorvHalclient::jorvResStateRequest(query, 0, results));
+                 return byCount(jorvHalclient::jorvResStateRequest(query, 0, results));
              }},
             {"QarRelease", kEv, Seen::kNoResult,
              [](Worker& w) {
@@ -274,7 +284,7 @@ const std::vector<Op>& ops() {
             {"jorv_res_state_request_by_path", kNs, kDrops,
              [](Worker& w) {
                  std::vector<std::string> results;
-                 return byValue(jorvHalclient::jorv_res_state_request_by_path({w.ownPath()}, {}, 0,
+                 return byCount(jorvHalclient::jorv_res_state_request_by_path({w.ownPath()}, {}, 0,
                                                                               results));
              }},
             {"QarReleaseWapper", kEv, Seen::kNoResult,
@@ -300,7 +310,7 @@ const std::vector<Op>& ops() {
             {"QarGetHistory", kEv, kDrops,
              [](Worker&) {
                  std::string history;
-                 return byValue(QarGetHistory(history));
+                 return byStatus(QarGetHistory(history));
              }},
             {"jorvResListeningUnRegister", kNs, kDrops,
              [](Worker& w) {
@@ -317,7 +327,7 @@ const std::vector<Op>& ops() {
             {"Qar_fetch_dataset", kEv, kDrops,
              [](Worker&) {
                  std::vector<Resource> dataset;
-                 return byValue(Qar_fetch_dataset(dataset));
+                 return byCount(Qar_fetch_dataset(dataset));
              }},
             {"jorv_init", kNs, Seen::kNoResult,
              [](Worker&) {
