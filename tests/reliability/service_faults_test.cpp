@@ -33,7 +33,7 @@ protected:
     qartest::ServiceEnv mEnv;
 };
 
-TEST_P(ServiceFaultTest, CallersGetSpecifiedResultsAndConnectionsAreRemade) {
+TEST_P(ServiceFaultTest, CallersKeepGettingValidResultsAndConnectionsAreRemade) {
     const FaultCase& c = GetParam();
     mEnv.declare();
     std::shared_ptr<qartest::FakeJorv> fake = mEnv.publish();
