@@ -2,11 +2,14 @@
 // one-way acquisitions that the service cannot keep up with must not hold up anyone else.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <iostream>
 #include <set>
 #include <thread>
 
+#include "JorvHalclient.h"
 #include "QarEventApi.h"
+#include "client/support/RecordingCallbacks.h"
 #include "client/support/ServiceEnv.h"
 #include "reliability/support/MixedCalls.h"
 #include "reliability/support/ProcessCensus.h"
@@ -43,6 +46,34 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     const HostBinderLookupCounts after = env.lookups();
     EXPECT_EQ(after.waitForService - before.waitForService, 1u);
     EXPECT_EQ(after.checkService - before.checkService, 0u);
+}
+
+// The first callback objects of a process made on many threads at once (each test runs in a
+// process of its own under ctest): every one of them sets up the callback stub's logging.
+TEST(HealthyLoadTest, FirstCallbackObjectsMadeOnManyThreadsAtOnce) {
+    constexpr int kThreads = 8;
+    qartest::ServiceEnv env;
+    env.declare();
+    env.publish();
+    auto callback = std::make_shared<qartest::RecordingCallback>();
+    std::atomic<int> ready{0};
+    std::atomic<bool> go{false};
+    std::atomic<int> handles{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            jorvHalclient::ResourceList resources = {{0x41300000 + t, "1"}};
+            ++ready;
+            while (!go) std::this_thread::yield();
+            if (jorvHalclient::jorvResCtlRequest(-1, 0, resources, -1, 0, 0, callback) >= 0) {
+                ++handles;
+            }
+        });
+    }
+    while (ready < kThreads) std::this_thread::yield();
+    go = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(handles, kThreads);
 }
 
 TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
