@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <list>
-#include <mutex>
 #include <string>
 
 #include "CallbackRegistries.h"
+#include "ThreadAnnotations.h"
 
 namespace jorvHalclient {
 
@@ -29,11 +29,12 @@ void printLog(const TransactionLog& log) {
 
 // Every client installs printLog. The stub reads logFunc on binder threads without a lock, so it
 // is written only when it does not already hold printLog: after the first client that is never.
-// Clients made at the same time on several threads take turns here.
+// The look and the write are one step under a lock of their own: the first clients of a process,
+// made on several threads at once, would otherwise race on the std::function.
 void installPrintLog() {
+    static qar::Mutex installLock;
+    qar::ExclusiveLock<qar::Mutex> lock(installLock);
     using LogFn = void (*)(const TransactionLog&);
-    static std::mutex installMutex;
-    std::lock_guard<std::mutex> lock(installMutex);
     const LogFn* current = BnJorvCallback::logFunc.target<LogFn>();
     if (current == nullptr || *current != &printLog) BnJorvCallback::logFunc = printLog;
 }

@@ -36,10 +36,24 @@ void FakeJorv::enqueue(const std::string& op, Answer answer) {
     mQueued[op].push_back(std::move(answer));
 }
 
-void FakeJorv::holdCalls(bool hold) {
+void FakeJorv::holdCalls(bool hold, const std::string& op) {
     std::lock_guard<std::mutex> lock(mMutex);
     mHold = hold;
+    mHeldOp = op;
     mCond.notify_all();
+}
+
+void FakeJorv::setDelay(std::chrono::milliseconds delay) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mDelay = delay;
+    mCond.notify_all();
+}
+
+void FakeJorv::failEvery(int n, Answer failure) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mFailEvery = n;
+    mFailCount = 0;
+    mFailure = std::move(failure);
 }
 
 std::vector<Call> FakeJorv::calls() const {
@@ -96,8 +110,11 @@ Answer FakeJorv::record(Call call) {
     const std::string op = call.op;
     mCalls.push_back(std::move(call));
     mCond.notify_all();
-    mCond.wait(lock, [&] { return !mHold; });
+    mCond.wait(lock, [&] { return !mHold || (!mHeldOp.empty() && mHeldOp != op); });
+    // The slow service's own latency; setDelay(0) cuts it short.
+    if (mDelay.count() > 0) mCond.wait_for(lock, mDelay, [&] { return mDelay.count() == 0; });
 
+    if (mFailEvery > 0 && ++mFailCount % static_cast<uint64_t>(mFailEvery) == 0) return mFailure;
     auto queued = mQueued.find(op);
     if (queued != mQueued.end() && !queued->second.empty()) {
         Answer answer = std::move(queued->second.front());

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
@@ -56,8 +57,14 @@ class FakeJorv : public BnJorv {
 public:
     void setDefault(const std::string& op, Answer answer);
     void enqueue(const std::string& op, Answer answer);
-    // Holds every call until release() (to test callers in flight); off by default.
-    void holdCalls(bool hold);
+    // Holds calls (every call, or only those of `op`) until holdCalls(false), to test callers in
+    // flight; off by default.
+    void holdCalls(bool hold, const std::string& op = "");
+    // Answers every call `delay` late, as a slow service does; zero (the default) answers at once.
+    void setDelay(std::chrono::milliseconds delay);
+    // Answers every `n`th call (over all operations, counted from now) with `failure` instead of
+    // its own answer; 0 stops.
+    void failEvery(int n, Answer failure);
 
     std::vector<Call> calls() const;
     std::vector<Call> callsOf(const std::string& op) const;
@@ -105,6 +112,11 @@ private:
     std::map<std::string, Answer> mDefaults;
     std::vector<std::shared_ptr<IJorvCallback>> mCallbacks;
     bool mHold = false;
+    std::string mHeldOp;  // empty: every op
+    std::chrono::milliseconds mDelay{0};
+    int mFailEvery = 0;
+    uint64_t mFailCount = 0;
+    Answer mFailure;
 };
 
 }  // namespace qartest

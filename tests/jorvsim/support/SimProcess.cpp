@@ -27,17 +27,26 @@ std::chrono::milliseconds left(Clock::time_point deadline) {
 
 }  // namespace
 
-SimProcess::SimProcess(std::vector<std::string> args) : mArgs(std::move(args)) {
+SimProcess::SimProcess(std::vector<std::string> args) : SimProcess(std::string(), std::move(args)) {
+    char pattern[] = "/tmp/jorvsim-test-XXXXXX";
+    if (mkdtemp(pattern) != nullptr) mDir = pattern;
+    mOwnsDir = true;
+}
+
+SimProcess::SimProcess(std::string dir, std::vector<std::string> args)
+    : mArgs(std::move(args)), mDir(std::move(dir)), mOwnsDir(false) {
 #ifdef JORV_SIM_PATH
     mProgram = JORV_SIM_PATH;
     mArgs.insert(mArgs.begin(), "--die-with-parent");
 #endif
-    char pattern[] = "/tmp/jorvsim-test-XXXXXX";
-    if (mkdtemp(pattern) != nullptr) mDir = pattern;
 }
 
 SimProcess::SimProcess(std::string program, std::vector<std::string> args, std::string dir)
-    : mProgram(std::move(program)), mArgs(std::move(args)), mDir(std::move(dir)), mOwnsDir(false) {}
+    : mProgram(std::move(program)),
+      mArgs(std::move(args)),
+      mDir(std::move(dir)),
+      mOwnsDir(false),
+      mQuietStderr(true) {}
 
 SimProcess::~SimProcess() {
     if (mPid > 0 && !mExitStatus.has_value()) {
@@ -66,6 +75,9 @@ SimProcess::~SimProcess() {
     if (pipe2(pipeFds, O_CLOEXEC) != 0) {
         return ::testing::AssertionFailure() << "pipe: " << std::strerror(errno);
     }
+    // Room for a long stretch of transcript between two reads (best effort): a service that
+    // finds the pipe full stops answering until it is read.
+    fcntl(pipeFds[0], F_SETPIPE_SZ, 1 << 20);
 
     std::vector<std::string> args = {mProgram};
     args.insert(args.end(), mArgs.begin(), mArgs.end());
@@ -85,7 +97,7 @@ SimProcess::~SimProcess() {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
-    if (!mOwnsDir) {
+    if (mQuietStderr) {
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     }
     const int err = posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data());

@@ -21,6 +21,9 @@ class SimProcess {
 public:
     // `args` go to jorv-sim after --die-with-parent.
     explicit SimProcess(std::vector<std::string> args = {});
+    // Serves in `dir`, which the caller owns (it is neither made nor removed here): a service
+    // restarted where its clients look for it.
+    SimProcess(std::string dir, std::vector<std::string> args);
     // Another program (a client of the service) run with HOSTBINDER_DIR=`dir`, which it does not
     // own; its standard error is discarded. Started with spawn().
     SimProcess(std::string program, std::vector<std::string> args, std::string dir);
@@ -59,6 +62,7 @@ private:
     std::vector<std::string> mArgs;
     std::string mDir;
     bool mOwnsDir = true;
+    bool mQuietStderr = false;
     pid_t mPid = -1;
     int mOut = -1;
     std::string mPartial;

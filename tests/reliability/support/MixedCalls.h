@@ -1,0 +1,99 @@
+// Mixed calls through both of the library's service connections (the jorvHalclient functions, and
+// the event API with the wrapper over it) from several threads. Every result is checked against
+// what the library may return, and a watchdog aborts the process when a call does not come back
+// in time, so that a hang shows up as the name of the stuck call rather than a test timeout.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace qarrel {
+
+// Which of the library's connections a call goes through.
+enum class Side { kNamespace, kEvent };
+
+struct MixedCallOptions {
+    int threads = 4;
+    // Calls per thread; 0 runs until finish().
+    int callsPerThread = 0;
+    // The service fails or dies: the library's failure results (-1, qarInit's -2, the power
+    // query's exception) are then expected besides answers. Otherwise every call must be answered.
+    bool failuresAllowed = false;
+    // For one thread against a service that stays up: after each call, check that a failure
+    // dropped its connection and an answer left it connected, and count the calls that found
+    // their connection down (each of them must look the service up once).
+    bool checkConnection = false;
+    // Longest a call may take. It must cover a service restart: the namespace's calls wait for a
+    // declared service to come back.
+    std::chrono::milliseconds callBound{30000};
+};
+
+class MixedCalls {
+public:
+    explicit MixedCalls(MixedCallOptions options);
+    // Finishes the run if that has not been done.
+    ~MixedCalls();
+    MixedCalls(const MixedCalls&) = delete;
+    MixedCalls& operator=(const MixedCalls&) = delete;
+
+    // Calls in one round of the table of operations (each acquisition, release and query once).
+    static int tableSize();
+
+    void start();
+    // Waits until every worker has made its calls; a run without a call count is told to stop
+    // after the call in progress.
+    void finish();
+
+    // Calls made (a release with no handle to release is skipped, not counted).
+    uint64_t calls() const;
+    uint64_t answered() const;
+    uint64_t failed() const;
+    uint64_t unexpected() const;
+    // Callbacks the workers' callback objects received.
+    uint64_t callbacks() const { return mCallbacks->load(); }
+    // With checkConnection: the calls through `side` that found its connection down.
+    uint64_t reconnects(Side side) const;
+    std::chrono::milliseconds slowestCall() const;
+    // Counts per operation, the slowest call and the first unexpected results.
+    std::string report() const;
+
+    struct Worker;
+    struct Op;
+    struct OpCounts;
+
+private:
+    struct Slot {
+        std::atomic<int64_t> startedNs{0};  // 0 while the worker is between calls
+        std::atomic<const Op*> op{nullptr};
+    };
+
+    void work(int index);
+    // False when the call was skipped (nothing to release).
+    bool runOne(Worker& worker, const Op& op);
+    void noteUnexpected(const Worker& worker, const Op& op, const std::string& what);
+    void watch();
+
+    const MixedCallOptions mOptions;
+    std::shared_ptr<std::atomic<uint64_t>> mCallbacks;
+    std::unique_ptr<Slot[]> mSlots;
+    std::unique_ptr<OpCounts[]> mCounts;
+    std::atomic<bool> mStop{false};
+    std::atomic<int64_t> mSlowestNs{0};
+    std::atomic<uint64_t> mReconnects[2] = {};
+    std::vector<std::thread> mWorkers;
+
+    mutable std::mutex mLock;
+    std::condition_variable mWatchWake;
+    bool mWatchStop = false;  // guarded by mLock
+    std::thread mWatchdog;
+    std::vector<std::string> mFirstUnexpected;  // guarded by mLock
+};
+
+}  // namespace qarrel

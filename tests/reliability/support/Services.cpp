@@ -1,0 +1,67 @@
+#include "Services.h"
+
+#include <hostbinder/control.h>
+
+#include "client/support/QarHal.h"
+#include "client/support/ServiceEnv.h"
+
+namespace qarrel {
+
+void answerLikeAService(qartest::FakeJorv& fake) {
+    qartest::JorvRequestData record;
+    record.id = 1;
+    record.value = "1";
+    record.extra = "history";
+    fake.setDefault("stateRequest", qartest::Answer::okData({record}));
+}
+
+std::string currentServiceDir() {
+    std::string dir(HostBinder_getServiceDir(nullptr, 0) + 1, '\0');
+    dir.resize(HostBinder_getServiceDir(dir.data(), dir.size()));
+    return dir;
+}
+
+bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls) {
+    int served = 0;
+    bool calledBack = false;
+    return sim
+            .waitForLine(
+                    [&](const std::string& line) {
+                        if (line.rfind("call ", 0) == 0) ++served;
+                        if (line.rfind("callback ", 0) == 0) calledBack = true;
+                        return served >= calls && calledBack;
+                    },
+                    sim.lines().size())
+            .has_value();
+}
+
+bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + jorvsimtest::kLongTimeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        // Matches nothing: reads what arrives for a short while, then looks at `done` again.
+        sim.waitForLine([](const std::string&) { return false; }, sim.lines().size(),
+                        std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+InProcessSim::InProcessSim(const jorvsim::Options& options)
+    : mDiscard(std::fopen("/dev/null", "w")),
+      mSimulator(std::make_unique<jorvsim::Simulator>(options, mDiscard, mDiscard, [] {})) {}
+
+InProcessSim::~InProcessSim() {
+    qartest::resetJorvHal();
+    qartest::resetQarHal();
+    mSimulator.reset();
+    if (mDiscard != nullptr) std::fclose(mDiscard);
+}
+
+::testing::AssertionResult InProcessSim::start() {
+    if (mDiscard == nullptr) return ::testing::AssertionFailure() << "cannot open /dev/null";
+    std::string error;
+    if (!mSimulator->start(&error)) return ::testing::AssertionFailure() << error;
+    return ::testing::AssertionSuccess();
+}
+
+}  // namespace qarrel

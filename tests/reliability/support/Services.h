@@ -1,0 +1,48 @@
+// The services the reliability tests run the library against, besides the client tests' fake:
+// jorv-sim in this process, and helpers for jorv-sim as a child process.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Options.h"
+#include "Simulator.h"
+#include "client/support/FakeJorv.h"
+#include "jorvsim/support/SimProcess.h"
+
+namespace qarrel {
+
+// Gives the fake's state queries an answer that every query of the mixed calls takes as one:
+// a single record with a number as its value and a history text.
+void answerLikeAService(qartest::FakeJorv& fake);
+
+// The directory this process publishes and looks up services in.
+std::string currentServiceDir();
+
+// Reads the child's transcript until it has served `calls` more calls and made a callback, so
+// that whatever happens next finds it busy. False when that does not happen in time.
+bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls);
+
+// Reads the child's transcript, so that it never blocks writing it, until `done` holds. False if
+// that does not happen in time.
+bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done);
+
+// The reference service published by this process, its transcript discarded. The library's
+// connections are forgotten before it stops, so that its death reaches no later test.
+class InProcessSim {
+public:
+    explicit InProcessSim(const jorvsim::Options& options = {});
+    ~InProcessSim();
+    InProcessSim(const InProcessSim&) = delete;
+    InProcessSim& operator=(const InProcessSim&) = delete;
+
+    ::testing::AssertionResult start();
+
+private:
+    FILE* mDiscard;
+    std::unique_ptr<jorvsim::Simulator> mSimulator;
+};
+
+}  // namespace qarrel
