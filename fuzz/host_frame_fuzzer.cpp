@@ -245,7 +245,7 @@ jorv::JorvRequestParcel consumeRequestParcel(FuzzedDataProvider& provider) {
     if (provider.ConsumeBool()) parcel.paths = {std::string("zdbdebug"), std::nullopt};
     parcel.param0 = provider.ConsumeIntegral<int32_t>();
     if (provider.ConsumeBool()) parcel.callback = gFixture->callback;
-    if (provider.ConsumeBool()) parcel.text1 = provider.ConsumeRandomLengthString(16);
+    if (provider.ConsumeBool()) parcel.text1 = qarfuzz::consumeSendableText(provider, 16);
     if (provider.ConsumeBool()) parcel.numbers = std::vector<int32_t>{1, -1};
     return parcel;
 }
@@ -260,8 +260,8 @@ void writeArguments(FuzzedDataProvider& provider, AParcel* parcel) {
             ndk::AParcel_writeData(parcel, provider.ConsumeIntegral<int32_t>());
             break;
         case 2:
-            ndk::AParcel_writeData(parcel, provider.ConsumeRandomLengthString(32));
-            ndk::AParcel_writeData(parcel, provider.ConsumeRandomLengthString(32));
+            ndk::AParcel_writeData(parcel, qarfuzz::consumeSendableText(provider, 32));
+            ndk::AParcel_writeData(parcel, qarfuzz::consumeSendableText(provider, 32));
             break;
         case 3: {
             std::vector<int32_t> ids(provider.ConsumeIntegralInRange<size_t>(0, 4));

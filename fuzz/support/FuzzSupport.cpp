@@ -16,7 +16,7 @@ void dropLine(const __android_logger_data* /*data*/, const char* /*message*/) {}
 
 std::optional<std::string> consumeOptionalText(FuzzedDataProvider& provider, size_t maxText) {
     if (!provider.ConsumeBool()) return std::nullopt;
-    return provider.ConsumeRandomLengthString(maxText);
+    return consumeSendableText(provider, maxText);
 }
 
 std::string& serviceDir() {
@@ -30,6 +30,12 @@ void removeServiceDir() {
 }
 
 }  // namespace
+
+std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength) {
+    std::string text = provider.ConsumeRandomLengthString(maxLength);
+    for (char& c : text) c = static_cast<char>(c & 0x7f);
+    return text;
+}
 
 void check(bool ok, const char* what) {
     if (ok) return;

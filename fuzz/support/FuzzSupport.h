@@ -22,6 +22,11 @@ void check(bool ok, const char* what);
 // formatted (their arguments are exercised) but cost no output.
 void discardLogs();
 
+// Text of up to `maxLength` bytes that the binder runtime accepts as a string: bytes are folded
+// into 7-bit ASCII (NULs included), which is always valid UTF-8. The runtime refuses to send
+// anything else, so texts that must arrive are made this way.
+std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength);
+
 // Records as a service sends them: up to `maxRecords`, each field present or absent as the input
 // says, texts of up to `maxText` bytes.
 std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords = 8,
