@@ -19,7 +19,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <iostream>
@@ -43,8 +42,6 @@
 
 namespace {
 
-using jorvHalclient::IClientCallback;
-using jorvHalclient::IClientCallbackByPath;
 using jorvHalclient::ResourceList;
 using QarClient::Resource;
 using qarfuzz::check;
