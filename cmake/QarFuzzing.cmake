@@ -8,13 +8,14 @@ if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
 endif()
 
 # qar_add_fuzzer(<name> SOURCES <file>... [LINK <lib>...] [INCLUDES <dir>...] [SEEDS <dir>]
-#                [RUNS <n>] [SECONDS <s>])
+#                [RUNS <n>] [SECONDS <s>] [ARGS <libFuzzer flag>...])
 # Adds the fuzzer executable and a ctest run of it: <s> seconds of fuzzing when SECONDS is given,
 # else <n> inputs (default 2000). The test's timeout leaves room for start-up, the seeds and a slow
-# sanitized build; a single input that runs for 30 s is reported as a hang. Seeds are read from
+# sanitized build; a single input that runs for 30 s is reported as a hang. ARGS go to the run as
+# they are. Seeds are read from
 # SEEDS but never written back: new inputs go to a scratch corpus in the build tree.
 function(qar_add_fuzzer name)
-    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SEEDS;RUNS;SECONDS" "SOURCES;LINK;INCLUDES")
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "SEEDS;RUNS;SECONDS" "SOURCES;LINK;INCLUDES;ARGS")
     if(NOT ARG_RUNS AND NOT ARG_SECONDS)
         set(ARG_RUNS 2000)
     endif()
@@ -40,6 +41,6 @@ function(qar_add_fuzzer name)
     if(ARG_RUNS)
         list(APPEND _budget -runs=${ARG_RUNS})
     endif()
-    add_test(NAME ${name}.smoke COMMAND ${name} ${_budget} ${_dirs})
+    add_test(NAME ${name}.smoke COMMAND ${name} ${_budget} ${ARG_ARGS} ${_dirs})
     set_tests_properties(${name}.smoke PROPERTIES TIMEOUT ${_timeout})
 endfunction()

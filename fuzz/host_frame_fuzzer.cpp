@@ -10,6 +10,9 @@
 // arguments written by the runtime itself, followed by arbitrary bytes), replies nobody asked for,
 // reference drops, and raw chunks.
 //
+// Every input ends only once the service has given back the connection's descriptors, so that
+// each input is checked on its own and none overlaps the next.
+//
 // One service, one well-formed client and one service directory serve all inputs. The runtime
 // starts a connection thread for every connection it accepts, so each input costs a connect and a
 // thread start; nothing else is created per input.
@@ -56,8 +59,9 @@ constexpr size_t kMaxSend = 64 * 1024;
 constexpr size_t kMaxFrames = 4;
 // Only bounds how long a broken runtime keeps the run waiting; a healthy one closes at once.
 constexpr auto kCloseTimeout = std::chrono::seconds(20);
-// Checking descriptors and threads reads /proc, so it is done every so many inputs.
-constexpr uint64_t kResourceCheckInterval = 512;
+// Threads leave the process some time after their connection is gone, so they are counted only
+// every so many inputs.
+constexpr uint64_t kThreadCheckInterval = 512;
 // The binder pool only grows, up to its cap; connection threads must all go.
 constexpr int kPoolThreadCap = 32;
 
@@ -465,9 +469,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(sendAndAwaitClose(traffic), "the service kept a connection open after its client ended");
     ++gFixture->inputs;
     check(stillServing(), "the service stopped serving its well-formed client");
-    if (gFixture->inputs % kResourceCheckInterval == 0) {
-        check(eventually([] { return countConnectionFds() <= gFixture->baselineFds; }),
-              "descriptors were left behind by closed connections");
+    check(eventually([] { return countConnectionFds() <= gFixture->baselineFds; }),
+          "descriptors were left behind by closed connections");
+    if (gFixture->inputs % kThreadCheckInterval == 0) {
         check(eventually(
                       [] { return countThreads() <= gFixture->baselineThreads + kPoolThreadCap; }),
               "threads were left behind by closed connections");
