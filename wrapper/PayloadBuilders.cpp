@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <string_view>
+
 #include "QarEventApi.h"
 #include "QarPayloadBuilders.h"
 #include "StringUtils.h"
@@ -23,6 +26,35 @@ constexpr OpCodeSet kGameAdpSets[kGameAdpGroupCount] = {
         OpCodeSet::kAdpXpuFreqBoost,
         OpCodeSet::kAdpXpuFreqLimit,
 };
+
+// Walks the pieces stringUtils::split would return (the non-empty runs between separator
+// characters) as views into the text. getGameAdpList runs on every game-adaptation notification,
+// where copying each group and value through split and trim cost more than the rest of the call.
+class Pieces {
+public:
+    Pieces(std::string_view text, std::string_view separators)
+        : mText(text), mSeparators(separators), mNext(text.find_first_not_of(separators)) {}
+
+    bool next(std::string_view* piece) {
+        if (mNext == std::string_view::npos) return false;
+        const size_t end = mText.find_first_of(mSeparators, mNext);
+        *piece = mText.substr(mNext, end == std::string_view::npos ? end : end - mNext);
+        mNext = mText.find_first_not_of(mSeparators, end);
+        return true;
+    }
+
+private:
+    const std::string_view mText;
+    const std::string_view mSeparators;
+    size_t mNext;
+};
+
+// `text` without the characters of `chars` at either end, as stringUtils::trim gives it.
+std::string_view trimmed(std::string_view text, std::string_view chars) {
+    const size_t first = text.find_first_not_of(chars);
+    if (first == std::string_view::npos) return std::string_view();
+    return text.substr(first, text.find_last_not_of(chars) - first + 1);
+}
 
 }  // namespace
 
@@ -81,16 +113,22 @@ std::vector<Resource> getColocationList(const std::string& payload) {
 std::vector<Resource> getGameAdpList(const std::string& payload) {
     std::vector<Resource> resources;
     if (payload.empty()) return resources;
-    const std::vector<std::string> groups = stringUtils::split(payload, ";");
-    for (size_t g = 0; g < groups.size() && g < kGameAdpGroupCount; ++g) {
+    // At most one value more than there are commas in each of the four groups used.
+    resources.reserve(static_cast<size_t>(std::count(payload.begin(), payload.end(), ',')) +
+                      kGameAdpGroupCount);
+    const std::string_view blanks =
+            stringUtils::WHITESPACE != nullptr ? stringUtils::WHITESPACE : "";
+    Pieces groups(payload, ";");
+    std::string_view group;
+    for (size_t g = 0; g < kGameAdpGroupCount && groups.next(&group); ++g) {
         // A single value must carry a comma; a comma-less group is a placeholder for its position.
-        if (!stringUtils::contains(groups[g], ",")) continue;
-        const std::vector<std::string> values = stringUtils::split(groups[g], ",");
-        for (size_t j = 0; j < values.size(); ++j) {
+        if (group.find(',') == std::string_view::npos) continue;
+        Pieces values(group, ",");
+        std::string_view value;
+        for (size_t j = 0; values.next(&value); ++j) {
             const std::optional<int32_t> id = opCodeAt(kGameAdpSets[g], j);
             if (!id) break;
-            resources.push_back(
-                    QarResourceInfo(*id, stringUtils::trim(values[j], stringUtils::WHITESPACE)));
+            resources.push_back(QarResourceInfo(*id, std::string(trimmed(value, blanks))));
         }
     }
     return resources;

@@ -1,0 +1,74 @@
+#include "FuzzSupport.h"
+
+#include <android/log.h>
+#include <hostbinder/control.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+namespace qarfuzz {
+namespace {
+
+void dropLine(const __android_logger_data* /*data*/, const char* /*message*/) {}
+
+std::optional<std::string> consumeOptionalText(FuzzedDataProvider& provider, size_t maxText) {
+    if (!provider.ConsumeBool()) return std::nullopt;
+    return consumeSendableText(provider, maxText);
+}
+
+std::string& serviceDir() {
+    static std::string* const dir = new std::string;
+    return *dir;
+}
+
+void removeServiceDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(serviceDir(), ignored);
+}
+
+}  // namespace
+
+std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength) {
+    std::string text = provider.ConsumeRandomLengthString(maxLength);
+    for (char& c : text) c = static_cast<char>(c & 0x7f);
+    return text;
+}
+
+void check(bool ok, const char* what) {
+    if (ok) return;
+    std::fprintf(stderr, "==== finding: %s\n", what);
+    std::abort();
+}
+
+void discardLogs() {
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(dropLine);
+}
+
+std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords,
+                                            size_t maxText) {
+    std::vector<JorvRequestData> records(provider.ConsumeIntegralInRange<size_t>(0, maxRecords));
+    for (JorvRequestData& record : records) {
+        record.id = provider.ConsumeIntegral<int32_t>();
+        record.intValue = provider.ConsumeIntegral<int32_t>();
+        record.value = consumeOptionalText(provider, maxText);
+        record.path = consumeOptionalText(provider, maxText);
+        record.extra = consumeOptionalText(provider, maxText);
+    }
+    return records;
+}
+
+std::string usePrivateServiceDir() {
+    char pattern[] = "/tmp/qar-fuzz-XXXXXX";
+    check(mkdtemp(pattern) != nullptr, "cannot create a service directory");
+    serviceDir() = pattern;
+    HostBinder_setServiceDir(pattern);
+    HostBinder_declareInstance("vendor.vemra.hardware.jorv.IJorv/default");
+    std::atexit(removeServiceDir);
+    return pattern;
+}
+
+}  // namespace qarfuzz

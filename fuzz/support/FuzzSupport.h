@@ -1,0 +1,39 @@
+#pragma once
+
+// Helpers shared by the fuzzers: failing loudly on a broken promise, keeping the library's log
+// lines out of the way, decoding service records, and a private service directory.
+
+#include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace qarfuzz {
+
+using ::aidl::vendor::vemra::hardware::jorv::JorvRequestData;
+
+// A broken promise is a finding like a crash: say which one and abort, so that libFuzzer keeps
+// the input.
+void check(bool ok, const char* what);
+
+// Sends every log line, down to VERBOSE, to a logger that drops it: the lines are still
+// formatted (their arguments are exercised) but cost no output.
+void discardLogs();
+
+// Text of up to `maxLength` bytes that the binder runtime accepts as a string: bytes are folded
+// into 7-bit ASCII (NULs included), which is always valid UTF-8. The runtime refuses to send
+// anything else, so texts that must arrive are made this way.
+std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength);
+
+// Records as a service sends them: up to `maxRecords`, each field present or absent as the input
+// says, texts of up to `maxText` bytes.
+std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords = 8,
+                                            size_t maxText = 48);
+
+// Creates a fresh service directory for this process, declares the client library's instance in
+// it, and removes the directory at exit. Returns its path.
+std::string usePrivateServiceDir();
+
+}  // namespace qarfuzz
