@@ -59,7 +59,14 @@ bool EventCounter::waitFor(int count, std::chrono::milliseconds timeout) {
     } else {
         wakeAll().wait(lock, done);
     }
-    return reached();
+    if (!reached()) return false;
+    // The callback that completed the count is counted before it has returned: its reply to the
+    // service still has to leave through this process's binder thread. The process may end right
+    // after this, so give the reply a moment; otherwise the service sees this process die under
+    // its call.
+    lock.unlock();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return true;
 }
 
 }  // namespace qarctl
