@@ -7,6 +7,7 @@
 
 #include "CallbackRegistries.h"
 #include "JorvHalclient.h"
+#include "ServiceLink.h"
 
 namespace jorvHalclient {
 
@@ -59,12 +60,7 @@ void get_jorv_hal_and_link_to_death() {
         return;
     }
 
-    // The recipient of an earlier connection belongs to a proxy that is gone; free it rather than
-    // let every reconnect leak one.
-    AIBinder_DeathRecipient_delete(g_jorv_death_recipient);
-    g_jorv_death_recipient = AIBinder_DeathRecipient_new(onJorvHalDied);
-    if (AIBinder_linkToDeath(g_jorv_hal->asBinder().get(), g_jorv_death_recipient,
-                             static_cast<void*>(g_jorv_hal.get())) != STATUS_OK) {
+    if (!qar::relinkToDeath(*g_jorv_hal, &g_jorv_death_recipient, onJorvHalDied)) {
         g_jorv_hal = nullptr;
         ALOGE("Unable to link to g_jorv_hal death notifications!");
     }
@@ -75,12 +71,8 @@ void dropJorvHal() {
     g_jorv_hal = nullptr;
 }
 
-bool isJorvStatusOk(const ndk::ScopedAStatus& status) {
-    return status.get() != nullptr && AStatus_isOk(status.get());
-}
-
 bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (isJorvStatusOk(status)) return true;
+    if (qar::isStatusOk(status)) return true;
     ALOGE("%s() failed: jorv HAL service not available", name);
     dropJorvHal();
     return false;

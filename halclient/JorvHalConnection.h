@@ -9,13 +9,14 @@
 
 #include <memory>
 
+#include "ServiceLink.h"
 #include "ThreadAnnotations.h"
 
 namespace jorvHalclient {
 
 using ::aidl::vendor::vemra::hardware::jorv::IJorv;
 
-inline constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
+using ::qar::kJorvInstance;
 
 // Held shared across every service call, exclusively only to set or clear g_jorv_hal.
 extern qar::SharedTimedMutex g_jorv_hal_mutex;
@@ -25,9 +26,6 @@ extern AIBinder_DeathRecipient* g_jorv_death_recipient GUARDED_BY(g_jorv_hal_mut
 // Makes sure g_jorv_hal is set when the service can be reached; waits for a declared service to be
 // published. Must be called without g_jorv_hal_mutex held.
 void get_jorv_hal_and_link_to_death() EXCLUDES(g_jorv_hal_mutex);
-
-// Whether a service call's status is present and ok.
-bool isJorvStatusOk(const ndk::ScopedAStatus& status);
 
 // Examines the status of a finished service call (made with the shared hold, already released).
 // A null or failed status is logged with `name` and drops the connection so that the next call

@@ -7,6 +7,7 @@
 #include "JorvHalclient.h"
 #include "JorvServiceCall.h"
 #include "ListeningRegistration.h"
+#include "ServiceLink.h"
 
 namespace jorvHalclient {
 
@@ -53,7 +54,7 @@ int registerListening(const char* failureName, const std::function<ListeningRequ
         std::shared_ptr<JorvCallbackClient> client = makeClient();
         status = g_jorv_hal->listeningRegister(request.parcel, client, &handle);
         g_jorv_hal_mutex.unlock_shared();
-        if (isJorvStatusOk(status)) {
+        if (qar::isStatusOk(status)) {
             // Remembered whatever handle came back: the service accepted the callback object.
             listening_callbacks.push_back(JorvCallbackGroup{
                     std::move(request.ids), std::move(request.paths), handle, std::move(client)});

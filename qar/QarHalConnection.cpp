@@ -7,12 +7,11 @@
 
 #include "QarEventApi.h"
 #include "QarHalCall.h"
+#include "halclient/ServiceLink.h"
 
 namespace qarEvent {
 
-namespace {
-constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
-}  // namespace
+using ::qar::kJorvInstance;
 
 // Definition order is construction order: the lock before the pointer it guards, so that at exit
 // the pointer is destroyed first.
@@ -53,13 +52,7 @@ int qar_get_jorv_hal_and_link_to_death() {
         return -1;
     }
 
-    // Deleting the previous recipient also unlinks it: left linked to a proxy that is still alive
-    // (after a failed call, the look-up returns the same one) it would report the next death twice,
-    // and it would leak on every reconnect.
-    AIBinder_DeathRecipient_delete(g_qar_death_recipient);
-    g_qar_death_recipient = AIBinder_DeathRecipient_new(onQarHalDied);
-    if (AIBinder_linkToDeath(g_qar_hal->asBinder().get(), g_qar_death_recipient,
-                             static_cast<void*>(g_qar_hal.get())) != STATUS_OK) {
+    if (!qar::relinkToDeath(*g_qar_hal, &g_qar_death_recipient, onQarHalDied)) {
         g_qar_hal = nullptr;
         ALOGE("Unable to link to g_qar_hal death notifications!");
         return -1;
@@ -79,7 +72,7 @@ void dropQarHal() {
 }
 
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (status.get() != nullptr && AStatus_isOk(status.get())) return true;
+    if (qar::isStatusOk(status)) return true;
     ALOGE("%s() failed : jorv HAL service not available", name);
     dropQarHal();
     return false;
