@@ -52,10 +52,25 @@ std::optional<std::vector<JorvRequestData>> queryByPath(const char* name,
     return answers;
 }
 
-std::shared_ptr<JorvCallbackClient> makeListeningClient(
-        const std::shared_ptr<IClientCallbackByPath>& callback) {
-    return ::ndk::SharedRefBase::make<JorvCallbackClient>(callback, /*is_register=*/true,
-                                                          /*is_path=*/true);
+// Opens a listening by path: a tagged parcel with `param5`, whose records and remembered paths
+// `fill` adds.
+int registerPathListening(const char* failureName, int param5,
+                          const std::shared_ptr<IClientCallbackByPath>& callback,
+                          const std::function<void(ListeningRequest&)>& fill) {
+    return registerListening(
+            failureName,
+            [&] {
+                ListeningRequest request;
+                startPathParcel(request.parcel);
+                request.parcel.param5 = param5;
+                fill(request);
+                request.byPath = true;
+                return request;
+            },
+            [&] {
+                return ::ndk::SharedRefBase::make<JorvCallbackClient>(
+                        callback, /*is_register=*/true, /*is_path=*/true);
+            });
 }
 
 }  // namespace
@@ -149,41 +164,27 @@ int jorv_res_state_request_map_by_path(const PathMap& request, int param5, PathM
 int jorv_res_listening_register_by_path(const std::vector<std::string>& paths, int param5,
                                         const std::shared_ptr<IClientCallbackByPath>& callback) {
     ALOGI("jorv client jorv_res_listening_register");
-    return registerListening(
-            "jorv_res_listening_register",
-            [&] {
-                ListeningRequest request;
-                startPathParcel(request.parcel);
-                request.parcel.param5 = param5;
+    return registerPathListening(
+            "jorv_res_listening_register", param5, callback, [&](ListeningRequest& request) {
                 for (const std::string& path : paths) {
                     request.parcel.dataList.push_back(pathRecord(path, nullptr));
                 }
                 request.paths = paths;
-                request.byPath = true;
-                return request;
-            },
-            [&] { return makeListeningClient(callback); });
+            });
 }
 
 int jorv_res_listening_register_map_by_path(
         const PathMap& request, int param5,
         const std::shared_ptr<IClientCallbackByPath>& callback) {
     ALOGI("jorv client jorv_res_listening_register_map");
-    return registerListening(
-            "jorv_res_listening_register_map",
-            [&] {
-                ListeningRequest listening;
-                startPathParcel(listening.parcel);
-                listening.parcel.param5 = param5;
-                // The values are sent but not remembered: the listening is known by its keys.
+    // The values are sent but not remembered: the listening is known by its keys.
+    return registerPathListening(
+            "jorv_res_listening_register_map", param5, callback, [&](ListeningRequest& listening) {
                 for (const auto& [path, value] : request) {
                     listening.parcel.dataList.push_back(pathRecord(path, &value));
                     listening.paths.push_back(path);
                 }
-                listening.byPath = true;
-                return listening;
-            },
-            [&] { return makeListeningClient(callback); });
+            });
 }
 
 }  // namespace jorvHalclient
