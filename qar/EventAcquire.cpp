@@ -28,12 +28,9 @@ const char* orNone(const std::string& text) {
     return text.empty() ? "none" : text.c_str();
 }
 
-// " cmd_id:<cmdid> pkg:<pkg> identity:<identity> duration:<timeout>", as the trace shows it.
-std::string describe(int32_t cmdid, const std::string& pkg, const std::string& identity,
-                     int32_t timeout) {
-    return " cmd_id:" + std::to_string(cmdid) + " pkg:" + orNone(pkg) +
-           " identity:" + orNone(identity) + " duration:" + std::to_string(timeout);
-}
+// The trace marker's text after the function's name. Formatted by traceMarker only when tracing
+// is on: acquisitions sit on the touch and launch paths of their callers.
+#define QAR_ACQUIRE_TRACE_FORMAT "  cmd_id:%d pkg:%s identity:%s duration:%d"
 
 // The parcel shared by both acquisition forms. The reserved ids select a request kind and are not
 // sent themselves; an event id goes first in the list, ahead of the resources.
@@ -59,7 +56,8 @@ JorvRequestParcel eventParcel(int32_t cmdid, const std::string& pkg, const std::
 
 int32_t QarEventAcquire(int32_t cmdid, const std::string& pkg, const std::string& identity,
                         int32_t timeout, const std::vector<QarClient::Resource>& resources) {
-    qarEvent::traceMarker("QarEventAcquire %s", describe(cmdid, pkg, identity, timeout).c_str());
+    qarEvent::traceMarker("QarEventAcquire" QAR_ACQUIRE_TRACE_FORMAT, cmdid, orNone(pkg),
+                          orNone(identity), timeout);
     ALOGI("QarEventAcquire, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg), orNone(identity));
     int32_t handle = -1;
     const JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
@@ -79,8 +77,8 @@ int32_t QarEventAcquire(int32_t cmdid, const std::string& pkg, const std::string
 
 int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::string& identity,
                               int32_t timeout, const std::vector<QarClient::Resource>& resources) {
-    qarEvent::traceMarker("QarEventAcquireOneWay %s",
-                          describe(cmdid, pkg, identity, timeout).c_str());
+    qarEvent::traceMarker("QarEventAcquireOneWay" QAR_ACQUIRE_TRACE_FORMAT, cmdid, orNone(pkg),
+                          orNone(identity), timeout);
     ALOGI("QarEventAcquireOneWay, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg),
           orNone(identity));
     // The service cannot answer a one-way call, so the handle is made here. A failure to make one
