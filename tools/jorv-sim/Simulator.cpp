@@ -4,8 +4,9 @@
 #include <android/binder_process.h>
 #include <hostbinder/control.h>
 
+#include <cstring>
+
 #include "Format.h"
-#include "Manifest.h"
 
 namespace jorvsim {
 namespace {
@@ -58,10 +59,17 @@ bool Simulator::start(std::string* error) {
         *error = std::string(kInstance) + " is already running in " + dir;
         return false;
     }
-    if (!makeDirectories(dir, error)) return false;
-    // Declared before it is published: a client that finds it declared then waits for it.
+    // Declared before it is published: a client that finds it declared then waits for it. The
+    // manifest (which also creates the directory) declares it to other processes.
     HostBinder_declareInstance(kInstance);
-    if (mDeclare && !declareInManifest(dir, kInstance, error)) return false;
+    if (mDeclare) {
+        const int err = HostBinder_listInManifest(kInstance);
+        if (err != 0) {
+            *error = "cannot declare " + std::string(kInstance) + " in " + dir +
+                     "/manifest: " + std::strerror(err);
+            return false;
+        }
+    }
 
     mDispatcher.start();
     mTimer.start();

@@ -30,6 +30,10 @@ void HostBinder_undeclareInstance(const char* instance) {
     hostbinder::undeclareInstance(instance);
 }
 
+int HostBinder_listInManifest(const char* instance) {
+    return hostbinder::listInManifest(instance);
+}
+
 binder_status_t HostBinder_killService(const char* instance) {
     return hostbinder::killService(instance);
 }

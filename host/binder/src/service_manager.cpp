@@ -146,23 +146,24 @@ std::string trim(const std::string& line) {
 }
 
 // Reads the whole manifest through a close-on-exec descriptor (a stream would not set it).
-std::string readManifest() {
-    const std::string path = serviceDir() + "/manifest";
-    UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    std::string text;
-    if (!fd.ok()) return text;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t n = read(fd.get(), buffer, sizeof(buffer));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        text.append(buffer, static_cast<size_t>(n));
-    }
-    return text;
+std::string manifestPath() {
+    return serviceDir() + "/manifest";
 }
 
-bool listedInManifest(const std::string& instance) {
-    const std::string text = readManifest();
+// Appends everything `fd` has left to `text`; false on a read error.
+bool readAll(int fd, std::string* text) {
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = read(fd, buffer, sizeof(buffer));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return false;
+        if (n == 0) return true;
+        text->append(buffer, static_cast<size_t>(n));
+    }
+}
+
+// Whether one line of the manifest text, blanks trimmed, is `instance`.
+bool listsInstance(const std::string& text, const std::string& instance) {
     size_t begin = 0;
     while (begin < text.size()) {
         size_t end = text.find('\n', begin);
@@ -173,6 +174,12 @@ bool listedInManifest(const std::string& instance) {
     return false;
 }
 
+bool listedInManifest(const std::string& instance) {
+    UniqueFd fd(open(manifestPath().c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    return fd.ok() && readAll(fd.get(), &text) && listsInstance(text, instance);
+}
+
 }  // namespace
 
 void declareInstance(const char* instance) {
@@ -180,6 +187,25 @@ void declareInstance(const char* instance) {
     ServiceManagerState& s = state();
     MutexLock lock(s.lock);
     s.declared.insert(instance);
+}
+
+int listInManifest(const char* instance) {
+    if (instance == nullptr || instance[0] == '\0') return EINVAL;
+    if (!ensureServiceDir(serviceDir())) return errno != 0 ? errno : ENOTDIR;
+    // Append mode keeps lines that other processes add meanwhile; the read sees the whole file.
+    UniqueFd fd(open(manifestPath().c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    std::string text;
+    if (!fd.ok() || !readAll(fd.get(), &text)) return errno;
+    if (listsInstance(text, instance)) return 0;
+    std::string line = std::string(instance) + "\n";
+    if (!text.empty() && text.back() != '\n') line.insert(line.begin(), '\n');
+    for (size_t done = 0; done < line.size();) {
+        const ssize_t n = write(fd.get(), line.data() + done, line.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n < 0 ? errno : EIO;
+        done += static_cast<size_t>(n);
+    }
+    return 0;
 }
 
 void undeclareInstance(const char* instance) {

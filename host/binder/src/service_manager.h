@@ -8,6 +8,8 @@ namespace hostbinder {
 // In-process declarations for AServiceManager_isDeclared.
 void declareInstance(const char* instance);
 void undeclareInstance(const char* instance);
+// Adds `instance` to the service directory's manifest unless it is listed; 0 or an errno value.
+int listInManifest(const char* instance);
 
 void lookupCounts(HostBinderLookupCounts* out);
 

@@ -25,6 +25,13 @@ void HostBinder_declareInstance(const char* instance);
 void HostBinder_undeclareInstance(const char* instance);
 
 /*
+ * Declares an instance for every process that uses the service directory: adds it as a line of
+ * the directory's manifest (creating the directory and the file as needed) unless it is listed
+ * already. Returns 0, or an errno value.
+ */
+int HostBinder_listInManifest(const char* instance);
+
+/*
  * Makes a service published by this process die for its clients: closes its socket and every
  * connection to it, so that their proxies die. The local object is released by the runtime; it can
  * be published again with AServiceManager_addService. Returns STATUS_NAME_NOT_FOUND when this
