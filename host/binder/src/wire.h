@@ -6,6 +6,16 @@
 //   TRANSACTION  TransactionHeader, data bytes, WireObject[objectCount]
 //   REPLY        ReplyHeader, data bytes, WireObject[objectCount]   (data only when status is OK)
 //   DEC_REFS     DecRef[n]: the sender drops `count` references to objects the receiver exported
+//   COMPLETE     CompleteHeader: the receiver's verdict on a one-way transaction: STATUS_OK once
+//                it holds it in its receive buffer, STATUS_FAILED_TRANSACTION when it did not
+//                fit. The one-way sender waits for it, as binder's sender waits for the driver.
+//
+// A transaction's `parentTxnId`, when not 0, names a synchronous transaction the receiver sent
+// and the sender is serving right now: the receiver runs it on the thread waiting for that
+// transaction's reply, as binder does for calls that come back along their call chain.
+//
+// Who sent a frame is never read from the frame: the runtime takes the kernel's per-message
+// credentials (SO_PASSCRED / SCM_CREDENTIALS) of the bytes that carried it.
 //
 // Object ids name objects in the exporting side's table. A WireObject of kind kSenderObject is
 // an object the sender exports (each such send adds one reference the receiver must give back
@@ -23,6 +33,7 @@ enum FrameType : uint32_t {
     kTransaction = 1,
     kReply = 2,
     kDecRefs = 3,
+    kComplete = 4,
 };
 
 enum ObjectKind : uint32_t {
@@ -37,6 +48,7 @@ struct FrameHeader {
 
 struct TransactionHeader {
     uint64_t txnId;
+    uint64_t parentTxnId;
     uint64_t target;
     uint32_t code;
     uint32_t flags;
@@ -49,6 +61,12 @@ struct ReplyHeader {
     int32_t status;
     uint32_t dataSize;
     uint32_t objectCount;
+    uint32_t reserved;
+};
+
+struct CompleteHeader {
+    uint64_t txnId;
+    int32_t status;
     uint32_t reserved;
 };
 
@@ -65,11 +83,13 @@ struct WireObject {
 };
 
 inline constexpr uint64_t kRootObjectId = 0;
-// Bounds what a peer can make this process allocate for one frame.
+// No frame is ever larger: a bigger announced size is a protocol violation. What a receiver
+// actually keeps of a frame is bounded much lower, by its receive buffer (buffer.h).
 inline constexpr size_t kMaxFrameSize = 16 * 1024 * 1024;
 
 static_assert(sizeof(FrameHeader) == 8);
-static_assert(sizeof(TransactionHeader) == 32);
+static_assert(sizeof(TransactionHeader) == 40);
+static_assert(sizeof(CompleteHeader) == 16);
 static_assert(sizeof(ReplyHeader) == 24);
 static_assert(sizeof(DecRef) == 16);
 static_assert(sizeof(WireObject) == 16);

@@ -39,6 +39,25 @@ int HostBinder_listInManifest(const char* instance);
  */
 binder_status_t HostBinder_killService(const char* instance);
 
+/*
+ * Each process has a receive buffer, as a device's binder gives every process that opens the
+ * driver: HOSTBINDER_RECEIVE_BUFFER_SIZE bytes (1 MB less two pages). Every transaction and reply
+ * this process receives occupies align8(data size) + 8 * (binder objects) bytes of it from its
+ * arrival until its parcel is freed (a transaction's when the handler returns, a reply's when the
+ * caller deletes it). One that does not fit in what is free fails at its sender with
+ * STATUS_FAILED_TRANSACTION; one-way transactions may together occupy at most half the buffer.
+ */
+#define HOSTBINDER_RECEIVE_BUFFER_SIZE ((size_t)(1024 * 1024 - 2 * 4096))
+
+/*
+ * Sets this process's receive buffer size in bytes (0 restores HOSTBINDER_RECEIVE_BUFFER_SIZE);
+ * tests lower it to reach its limits with small parcels. Parcels already received keep their
+ * space. Returns the previous size.
+ */
+size_t HostBinder_setReceiveBufferSize(size_t bytes);
+/* Bytes of this process's receive buffer occupied right now. */
+size_t HostBinder_getReceiveBufferInUse(void);
+
 /* How many times this process has called each service-manager function (atomically counted). */
 struct HostBinderLookupCounts {
     uint64_t isDeclared;
