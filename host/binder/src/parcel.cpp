@@ -161,6 +161,7 @@ binder_status_t writeUtf8String(AParcel* parcel, const char* string, int32_t len
 
 AParcel::~AParcel() {
     clear();
+    hostbinder::releaseBuffer(mCharge);
 }
 
 void AParcel::clear() {

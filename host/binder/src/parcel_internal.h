@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "receive_buffer.h"
+
 namespace hostbinder {
 
 // A binder written into a parcel occupies kFlatBinderSize bytes of data: an int32 marker
@@ -56,6 +58,8 @@ struct AParcel {
     mutable size_t mPos = 0;
     // Sorted by offset; entries never overlap.
     std::vector<hostbinder::ParcelObject> mObjects;
+    // Receive-buffer space of a parcel that arrived from a peer, held until it is destroyed.
+    hostbinder::BufferCharge mCharge;
 
 private:
     // Drops the objects whose flat data intersects [begin, end); a later write there means the

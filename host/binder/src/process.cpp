@@ -1,5 +1,6 @@
-// ABinderProcess_*: the host runtime serves transactions on its own pool whether or not these are
-// called; they only size the pool and let a thread join it.
+// ABinderProcess_*: as on a device, incoming transactions, one-way calls and death notifications
+// are served only on the threads these give the runtime (see thread_pool.h). A process that never
+// calls them still makes calls, and is called back on a thread waiting in its own call chain.
 #include <android/binder_process.h>
 
 #include "thread_pool.h"

@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -95,14 +96,19 @@ private:
                 MutexLock lock(mLock);
                 if (mKilled) break;
                 connection->exportRoot(mRoot);
-                // Forget connections that have ended since.
-                std::vector<std::weak_ptr<Connection>> live;
-                for (auto& weak : mConnections) {
-                    auto c = weak.lock();
-                    if (c != nullptr && !c->isDead()) live.push_back(std::move(weak));
+                // Forget connections that have ended since, once the list has doubled: a sweep
+                // per accept would cost a service with many clients time quadratic in their
+                // number.
+                if (mConnections.size() >= 2 * mLiveAtSweep) {
+                    std::vector<std::weak_ptr<Connection>> live;
+                    for (auto& weak : mConnections) {
+                        auto c = weak.lock();
+                        if (c != nullptr && !c->isDead()) live.push_back(std::move(weak));
+                    }
+                    mConnections.swap(live);
+                    mLiveAtSweep = std::max<size_t>(mConnections.size(), 16);
                 }
-                live.push_back(connection);
-                mConnections.swap(live);
+                mConnections.push_back(connection);
             }
             connection->start();
         }
@@ -129,6 +135,7 @@ private:
     AIBinder* mRoot GUARDED_BY(mLock);  // one strong reference until killed
     bool mKilled GUARDED_BY(mLock) = false;
     std::vector<std::weak_ptr<Connection>> mConnections GUARDED_BY(mLock);
+    size_t mLiveAtSweep GUARDED_BY(mLock) = 16;
 };
 
 struct Registry {

@@ -61,8 +61,12 @@ struct ReplyHeader {
     int32_t status;
     uint32_t dataSize;
     uint32_t objectCount;
-    uint32_t reserved;
+    uint32_t flags;
 };
+
+// ReplyHeader::flags: the transaction was turned away unread (it did not fit in the receive
+// buffer), so the references it carried were never taken.
+inline constexpr uint32_t kReplyRejected = 1;
 
 struct CompleteHeader {
     uint64_t txnId;
