@@ -16,6 +16,7 @@
 // callback registries are emptied before every input.
 
 #include <android/binder_manager.h>
+#include <android/binder_process.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -1008,6 +1009,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     // QarGetPMStatus reports unparsable answers on standard output.
     std::cout.setstate(std::ios::badbit);
     qarfuzz::usePrivateServiceDir();
+    // Serves the scripted service and the library's callback objects, both in this process.
+    ABinderProcess_startThreadPool();
     gFixture = new Fixture;
     gFixture->service = ndk::SharedRefBase::make<ScriptedJorv>();
     check(AServiceManager_addService(gFixture->service->asBinder().get(), kInstance) == EX_NONE,

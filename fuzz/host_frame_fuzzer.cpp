@@ -22,6 +22,7 @@
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
 #include <android/binder_parcel_utils.h>
+#include <android/binder_process.h>
 #include <dirent.h>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <poll.h>
@@ -447,6 +448,8 @@ bool stillServing() {
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     qarfuzz::discardLogs();
     const std::string dir = qarfuzz::usePrivateServiceDir();
+    // Serves the service the inputs are sent to.
+    ABinderProcess_startThreadPool();
     gFixture = new Fixture;
     gFixture->service = ndk::SharedRefBase::make<QuietJorv>();
     gFixture->callback = ndk::SharedRefBase::make<SilentCallback>();

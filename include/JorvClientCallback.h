@@ -10,8 +10,8 @@ namespace jorvHalclient {
 
 // Implemented by callers that want to hear about resources addressed by id: the outcome of a
 // request, or the changes of resources they listen to. Held by shared pointer; the library keeps
-// a reference while the service may call back. Called on a binder thread with no library lock
-// held.
+// a reference while the service may call back. Called on one of the process's binder threads (see
+// JorvHalclient.h) with no library lock held.
 class IClientCallback {
 public:
     virtual ~IClientCallback() = default;

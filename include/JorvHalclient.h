@@ -14,6 +14,13 @@
 // service to be published when it is declared), holds the connection for the duration of one
 // service call and drops it when the call fails, so that the next call reconnects. Callable from
 // any thread. Results are the service's answer or -1 when it could not be asked.
+//
+// Threads: the library starts none. Callbacks (IClientCallback, IClientCallbackByPath: request
+// outcomes, listenings, thermal events) and the notice that the service died arrive on the
+// process's binder threads, so a process that wants them must start a binder thread pool
+// (ABinderProcess_startThreadPool()) or join one (ABinderProcess_joinThreadPool()). Without one
+// they wait, except a callback the service makes during the caller's own call, which is served on
+// the calling thread; a dead service is then noticed only by the next call that fails.
 namespace jorvHalclient {
 
 using ResourceList = std::list<QarClient::Resource>;

@@ -8,6 +8,11 @@
 // A failed service call drops the connection and the next call reconnects. Every function is
 // callable from any thread; references are only borrowed for the duration of the call.
 //
+// Threads: the library starts none. The notice that the service died arrives on the process's
+// binder threads, so a process that wants it must start a binder thread pool
+// (ABinderProcess_startThreadPool()) or join one (ABinderProcess_joinThreadPool()). Without one it
+// waits, and a dead service is noticed only by the next call that fails.
+//
 // Results are 32-bit signed integers: a handle, a count or the service's answer; -1 means failure
 // (qarInit also returns -2). The symbols are unmangled except for qarGetRandomHandle.
 

@@ -6,6 +6,9 @@
 // The entry points keep no state and take no lock; they only drive the event API (QarEventApi.h),
 // which owns the service connection. Callable from any thread. The symbols are unmangled, and the
 // spellings "Wapper" are the names callers link against.
+//
+// Starts no threads; the event API's notice of the service's death needs the process's binder
+// threads (see QarEventApi.h).
 
 #include <cstdint>
 #include <string>

@@ -28,6 +28,7 @@
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
+#include <android/binder_process.h>
 #include <android/log.h>
 #include <benchmark/benchmark.h>
 #include <hostbinder/control.h>
@@ -633,6 +634,8 @@ int main(int argc, char** argv) {
     gSetup->dir = pattern;
     HostBinder_setServiceDir(pattern);
     HostBinder_declareInstance(kInstance);
+    // Serves the stub service, which lives in this process.
+    ABinderProcess_startThreadPool();
     gSetup->stub = ndk::SharedRefBase::make<StubJorv>();
     if (AServiceManager_addService(gSetup->stub->asBinder().get(), kInstance) != EX_NONE) {
         std::fprintf(stderr, "cannot publish the stub service\n");

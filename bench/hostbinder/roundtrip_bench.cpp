@@ -207,6 +207,8 @@ int main(int argc, char** argv) {
     }
     gDir = tmpl;
     HostBinder_setServiceDir(gDir.c_str());
+    // Serves the in-process service; the child serves its own by joining its pool.
+    ABinderProcess_startThreadPool();
 
     char self[] = "/proc/self/exe";
     char mode[] = "--serve-child";

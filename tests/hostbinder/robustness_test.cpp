@@ -27,14 +27,14 @@ using jorv::IJorv;
 
 // The frame layout the runtime uses on its sockets (native byte order), restated here so the
 // tests can forge frames: FrameHeader{size, type} where size counts the whole frame; a
-// transaction continues with {txnId u64, target u64, code, flags, dataSize, objectCount}, then the
-// data, then 16-byte object records; a reply with {txnId u64, status i32, dataSize, objectCount,
-// reserved}.
+// transaction continues with {txnId u64, parentTxnId u64, target u64, code, flags, dataSize,
+// objectCount}, then the data, then 16-byte object records; a reply with {txnId u64, status i32,
+// dataSize, objectCount, reserved}.
 constexpr uint32_t kTransaction = 1;
 constexpr uint32_t kReply = 2;
 constexpr uint32_t kDecRefs = 3;
 constexpr size_t kFrameHeaderSize = 8;
-constexpr size_t kTransactionHeaderSize = 32;
+constexpr size_t kTransactionHeaderSize = 40;
 constexpr size_t kReplyHeaderSize = 24;
 constexpr uint64_t kRootObject = 0;
 constexpr uint32_t kPing = ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G';
@@ -70,6 +70,7 @@ Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, const Byt
                                            objects.size()));
     put<uint32_t>(f, kTransaction);
     put<uint64_t>(f, txnId);
+    put<uint64_t>(f, 0);  // parentTxnId: not part of a call chain
     put<uint64_t>(f, target);
     put<uint32_t>(f, code);
     put<uint32_t>(f, 0);  // flags
@@ -82,8 +83,8 @@ Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, const Byt
 
 // Offsets inside a transaction frame.
 constexpr size_t kSizeAt = 0;
-constexpr size_t kDataSizeAt = kFrameHeaderSize + 24;
-constexpr size_t kObjectCountAt = kFrameHeaderSize + 28;
+constexpr size_t kDataSizeAt = kFrameHeaderSize + 32;
+constexpr size_t kObjectCountAt = kFrameHeaderSize + 36;
 
 // A raw client connection to a service socket.
 class RawConnection {

@@ -1,7 +1,6 @@
 #include "Simulator.h"
 
 #include <android/binder_manager.h>
-#include <android/binder_process.h>
 #include <hostbinder/control.h>
 
 #include <cstring>
@@ -73,7 +72,6 @@ bool Simulator::start(std::string* error) {
 
     mDispatcher.start();
     mTimer.start();
-    ABinderProcess_startThreadPool();
     const binder_exception_t published =
             AServiceManager_addService(mService->asBinder().get(), kInstance);
     if (published != EX_NONE) {

@@ -31,7 +31,8 @@ public:
     Simulator& operator=(const Simulator&) = delete;
 
     // Declares the instance, publishes the service and prints the ready line. False, with the
-    // reason, when it cannot (another one is running in the directory, say).
+    // reason, when it cannot (another one is running in the directory, say). The service's calls
+    // are served on the process's binder threads, which the caller starts.
     bool start(std::string* error);
     // Stops serving: clients see the service die, calls in progress end, threads stop. False
     // when a call is still in progress after a long wait: the state it uses must then not be

@@ -1,5 +1,6 @@
 // jorv-sim: the reference IJorv service for the host. Parses the command line, runs the service
 // until SIGTERM, SIGINT or the end that --exit-after sets, and stops it cleanly.
+#include <android/binder_process.h>
 #include <errno.h>
 #include <hostbinder/control.h>
 #include <poll.h>
@@ -87,6 +88,10 @@ int main(int argc, char** argv) {
         // Only a full counter could make this fail, and then the event is pending anyway.
         (void)!write(exitDueFd, &one, sizeof(one));
     });
+    // The pool serves the calls from the moment the service is published; this thread only waits
+    // for the stop. The NDK's default cap on the pool is kept: no call waits for another one to
+    // be served, so a busier moment only queues calls.
+    ABinderProcess_startThreadPool();
     std::string error;
     if (!simulator.start(&error)) {
         simulator.transcript().log(error);

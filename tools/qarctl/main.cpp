@@ -4,6 +4,7 @@
 //
 // Exit status: 0 when the call succeeded, 1 when it reported failure, 2 on usage errors.
 
+#include <android/binder_process.h>
 #include <android/log.h>
 #include <unistd.h>
 
@@ -151,6 +152,9 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     // Before any thread exists, so that every thread inherits the blocked signals.
     qarctl::installInterruptWatch();
+    // The service's callbacks (--wait-callback, listen, thermal-listen) and its death notice reach
+    // the library only on binder threads this process provides.
+    ABinderProcess_startThreadPool();
     const int status = qarctl::run(argc, argv);
     // Binder threads run until the process ends and may still be delivering a death notice to
     // the library; running static destructors under them would race. Leave without them.
