@@ -12,6 +12,10 @@ void HostBinder_setServiceDir(const char* dir) {
     hostbinder::setServiceDir(dir);
 }
 
+void HostBinder_setServiceDirShared(bool shared) {
+    hostbinder::setServiceDirShared(shared);
+}
+
 size_t HostBinder_getServiceDir(char* buf, size_t size) {
     const std::string dir = hostbinder::serviceDir();
     if (buf != nullptr && size > 0) {

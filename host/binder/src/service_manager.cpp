@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <hostbinder/control.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -65,6 +66,9 @@ AIBinder* cachedProxy(ServiceManagerState& s, const std::string& path) REQUIRES(
 UniqueFd connectTo(const std::string& path) {
     UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.ok()) return UniqueFd();
+    // The service's credentials come with its messages.
+    const int on = 1;
+    setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
@@ -78,8 +82,10 @@ UniqueFd connectTo(const std::string& path) {
 
 // checkService without counting: a proxy for the running service, or null.
 AIBinder* lookUp(const char* instance) {
-    const std::string path = socketPath(serviceDir(), instance);
-    if (path.empty()) return nullptr;
+    const std::string dir = serviceDir();
+    const std::string path = socketPath(dir, instance);
+    // Whoever could write a refused directory could have put their own socket there.
+    if (path.empty() || !checkServiceDir(dir)) return nullptr;
     ServiceManagerState& s = state();
 
     AIBinder* cached = nullptr;
@@ -146,8 +152,8 @@ std::string trim(const std::string& line) {
 }
 
 // Reads the whole manifest through a close-on-exec descriptor (a stream would not set it).
-std::string manifestPath() {
-    return serviceDir() + "/manifest";
+std::string manifestPath(const std::string& dir) {
+    return dir + "/manifest";
 }
 
 // Appends everything `fd` has left to `text`; false on a read error.
@@ -175,7 +181,9 @@ bool listsInstance(const std::string& text, const std::string& instance) {
 }
 
 bool listedInManifest(const std::string& instance) {
-    UniqueFd fd(open(manifestPath().c_str(), O_RDONLY | O_CLOEXEC));
+    const std::string dir = serviceDir();
+    if (!checkServiceDir(dir)) return false;
+    UniqueFd fd(open(manifestPath(dir).c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     return fd.ok() && readAll(fd.get(), &text) && listsInstance(text, instance);
 }
@@ -191,11 +199,18 @@ void declareInstance(const char* instance) {
 
 int listInManifest(const char* instance) {
     if (instance == nullptr || instance[0] == '\0') return EINVAL;
-    if (!ensureServiceDir(serviceDir())) return errno != 0 ? errno : ENOTDIR;
+    const std::string dir = serviceDir();
+    if (!ensureServiceDir(dir)) return errno != 0 ? errno : ENOTDIR;
     // Append mode keeps lines that other processes add meanwhile; the read sees the whole file.
-    UniqueFd fd(open(manifestPath().c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    const mode_t mode = serviceFileMode();
+    UniqueFd fd(open(manifestPath(dir).c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
     std::string text;
     if (!fd.ok() || !readAll(fd.get(), &text)) return errno;
+    // Exactly `mode` whatever the umask, for a manifest of ours (a group member's stays theirs).
+    struct stat st;
+    if (fstat(fd.get(), &st) == 0 && st.st_uid == geteuid() && (st.st_mode & 07777) != mode) {
+        fchmod(fd.get(), mode);
+    }
     if (listsInstance(text, instance)) return 0;
     std::string line = std::string(instance) + "\n";
     if (!text.empty() && text.back() != '\n') line.insert(line.begin(), '\n');

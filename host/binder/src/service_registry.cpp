@@ -1,6 +1,7 @@
 #include "service_registry.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -164,6 +165,12 @@ std::shared_ptr<PublishedService> unregister(const std::string& instance) {
 UniqueFd bindListener(const std::string& path, struct stat* bound) {
     UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.ok()) return UniqueFd();
+    // Clients' credentials come with their messages; accepted sockets inherit the option.
+    const int on = 1;
+    setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on));
+    // bind() creates the file with the socket's mode less the umask: never more than this.
+    const mode_t mode = serviceFileMode();
+    fchmod(socket.get(), mode);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
@@ -184,6 +191,8 @@ UniqueFd bindListener(const std::string& path, struct stat* bound) {
             return UniqueFd();
         }
     }
+    // Gives back what the umask took (a shared directory's group must be able to connect).
+    fchmodat(AT_FDCWD, path.c_str(), mode, AT_SYMLINK_NOFOLLOW);
     if (listen(socket.get(), SOMAXCONN) != 0 || lstat(path.c_str(), bound) != 0) {
         ALOGE("cannot listen on %s: %s", path.c_str(), strerror(errno));
         unlink(path.c_str());
@@ -199,10 +208,7 @@ binder_exception_t publishService(AIBinder* binder, const char* instance) {
     const std::string dir = serviceDir();
     const std::string path = socketPath(dir, instance);
     if (path.empty()) return EX_ILLEGAL_ARGUMENT;
-    if (!ensureServiceDir(dir)) {
-        ALOGE("cannot create the service directory %s", dir.c_str());
-        return EX_ILLEGAL_STATE;
-    }
+    if (!ensureServiceDir(dir)) return EX_ILLEGAL_STATE;  // logged
     // A second publication replaces the first one entirely: its clients see it die, and
     // killService() then has one set of connections to close.
     if (auto previous = unregister(instance)) previous->kill();

@@ -3,7 +3,16 @@
  *
  * Services are published as Unix-domain sockets in the service directory. The directory is, in
  * order of precedence: the one set with HostBinder_setServiceDir, $HOSTBINDER_DIR, or
- * /tmp/hostbinder-<uid>. It is created on first use.
+ * /tmp/hostbinder-<uid>. It is created on first publication (or HostBinder_listInManifest) with
+ * mode 0700, missing parents too.
+ *
+ * Whoever can write the directory can replace a service's socket with their own and answer its
+ * clients, so a process uses only a directory that is a real directory (a symlink is judged as
+ * itself, not by its target), owned by its effective uid, with no access for group or others.
+ * Any other is refused, with an error logged once naming the path, what was found and the way
+ * out: publishing fails, look-ups find nothing, AServiceManager_isDeclared reads no manifest and
+ * HostBinder_listInManifest returns EPERM. Nothing falls back to another directory. Only the
+ * directory itself is checked, not its parents. Sockets and the manifest get mode 0600.
  */
 #pragma once
 
@@ -20,6 +29,19 @@ void HostBinder_setServiceDir(const char* dir);
 /* Copies the service directory into buf (NUL-terminated, truncated to size); returns its length. */
 size_t HostBinder_getServiceDir(char* buf, size_t size);
 
+/*
+ * Shares the service directory with its group (true) or keeps it private (false, the default).
+ * Once called it overrides the environment, where HOSTBINDER_DIR_SHARED=1 asks for the same.
+ *
+ * Sharing means trusting the group: every user who can write the directory can replace or
+ * impersonate the services in it, and read or plant what their clients send. Only share a
+ * directory whose group you trust as yourself, e.g. one owned by that group with mode 2770.
+ * A shared directory may have any owner and group access, but it must still be a real directory,
+ * not a symlink, with no access for others. A missing one is created with mode 0770; sockets and
+ * the manifest this process creates get mode 0660, so that the group can connect and read.
+ */
+void HostBinder_setServiceDirShared(bool shared);
+
 /* Declares or undeclares an instance for AServiceManager_isDeclared in this process only. */
 void HostBinder_declareInstance(const char* instance);
 void HostBinder_undeclareInstance(const char* instance);
@@ -27,7 +49,7 @@ void HostBinder_undeclareInstance(const char* instance);
 /*
  * Declares an instance for every process that uses the service directory: adds it as a line of
  * the directory's manifest (creating the directory and the file as needed) unless it is listed
- * already. Returns 0, or an errno value.
+ * already. Returns 0, or an errno value (EPERM when the directory is refused, see above).
  */
 int HostBinder_listInManifest(const char* instance);
 

@@ -1,0 +1,265 @@
+// The service directory must be one no other user controls: whoever can write it can put their own
+// socket in place of a service's. A refused directory is neither published into nor read from,
+// whichever way it was chosen, and the refusal is logged once, naming the path.
+#include <android/binder_manager.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <hostbinder/control.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "../client/support/LogCapture.h"
+#include "support/echo_jorv.h"
+#include "support/test_env.h"
+
+extern char** environ;
+
+namespace hbtest {
+namespace {
+
+constexpr uid_t kNobody = 65534;
+constexpr mode_t kNotThere = static_cast<mode_t>(-1);
+
+mode_t modeOf(const std::string& path) {
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : kNotThere;
+}
+
+// A directory with exactly `mode`, whatever the umask.
+void makeDir(const std::string& path, mode_t mode) {
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0) << path << ": " << std::strerror(errno);
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+}
+
+class ServiceDirTest : public HostBinderTest {
+protected:
+    void TearDown() override {
+        local_.killAll();
+        HostBinder_setServiceDirShared(false);
+        HostBinder_setServiceDir(dir().c_str());
+    }
+
+    std::string entry(const std::string& name) const { return dir() + "/" + name; }
+
+    // Publishes a service and lists it in the manifest of `path`, which must be accepted now.
+    void serveIn(const std::string& path) {
+        HostBinder_setServiceDir(path.c_str());
+        ASSERT_TRUE(local_.publish(mService->asBinder(), mInstance));
+        ASSERT_EQ(HostBinder_listInManifest(mInstance.c_str()), 0);
+    }
+
+    // Every way of using `path` as the service directory fails, and one error line says why.
+    void expectRefused(const std::string& path, const std::string& finding) {
+        qartest::LogCapture log;
+        HostBinder_setServiceDir(path.c_str());
+        const char* instance = mInstance.c_str();
+        EXPECT_NE(AServiceManager_addService(mService->asBinder().get(), instance), EX_NONE);
+        for (int poll = 0; poll < 2; ++poll) {
+            EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService(instance)).get(), nullptr);
+        }
+        EXPECT_FALSE(AServiceManager_isDeclared(instance));
+        EXPECT_EQ(HostBinder_listInManifest(instance), EPERM);
+
+        std::vector<std::string> refusals;
+        for (const auto& line : log.linesWithTag("hostbinder")) {
+            if (line.priority == ANDROID_LOG_ERROR) refusals.push_back(line.text);
+        }
+        ASSERT_EQ(refusals.size(), 1u) << "one line per directory, however often it is used";
+        EXPECT_NE(refusals[0].find(path), std::string::npos) << refusals[0];
+        EXPECT_NE(refusals[0].find(finding), std::string::npos) << refusals[0];
+        EXPECT_NE(refusals[0].find("HOSTBINDER_DIR"), std::string::npos) << "no way out given";
+    }
+
+    const std::shared_ptr<EchoJorv> mService = ndk::SharedRefBase::make<EchoJorv>();
+    const std::string mInstance = jorvInstance("dircheck");
+};
+
+// Each directory first serves the instance and lists it, so a look-up that ignored the refusal
+// (or answered from its cache) would find it.
+TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
+    enum class Kind { kDir, kSymlink, kFile };
+    struct Case {
+        const char* name;
+        Kind kind;
+        mode_t mode;
+        const char* finding;
+    };
+    const Case cases[] = {
+            {"open to everyone", Kind::kDir, 0777, "mode 0777"},
+            {"readable by the group", Kind::kDir, 0750, "mode 0750"},
+            {"searchable by others", Kind::kDir, 0701, "mode 0701"},
+            {"symlink to a private directory", Kind::kSymlink, 0700, "a symlink"},
+            {"regular file", Kind::kFile, 0600, "not a directory"},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const Case& c = cases[i];
+        SCOPED_TRACE(c.name);
+        const std::string path = entry("c" + std::to_string(i));
+        if (c.kind == Kind::kFile) {
+            std::ofstream(path) << mInstance << "\n";
+        } else {
+            const std::string real = c.kind == Kind::kSymlink ? path + "-target" : path;
+            ASSERT_NO_FATAL_FAILURE(makeDir(real, 0700));
+            ASSERT_NO_FATAL_FAILURE(serveIn(real));
+            ASSERT_EQ(chmod(real.c_str(), c.mode), 0);
+            if (c.kind == Kind::kSymlink) {
+                ASSERT_EQ(symlink(real.c_str(), path.c_str()), 0);
+            }
+        }
+        expectRefused(path, c.finding);
+        local_.killAll();
+    }
+}
+
+TEST_F(ServiceDirTest, RefusesAnotherUsersDirectoryUnlessShared) {
+    if (geteuid() != 0) GTEST_SKIP() << "giving a directory to another user needs root";
+    const std::string theirs = entry("theirs");
+    ASSERT_NO_FATAL_FAILURE(makeDir(theirs, 0700));
+    ASSERT_NO_FATAL_FAILURE(serveIn(theirs));
+    ASSERT_EQ(chown(theirs.c_str(), kNobody, kNobody), 0);
+    expectRefused(theirs, "owned by uid 65534");
+
+    // Shared, the owner may be anyone the group trusts.
+    HostBinder_setServiceDirShared(true);
+    ASSERT_EQ(chmod(theirs.c_str(), 0770), 0);
+    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
+    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
+}
+
+TEST_F(ServiceDirTest, SharedDirectoryAcceptsItsGroupButNotEveryone) {
+    HostBinder_setServiceDirShared(true);
+    const std::string group = entry("group");
+    ASSERT_NO_FATAL_FAILURE(makeDir(group, 02770));
+    ASSERT_NO_FATAL_FAILURE(serveIn(group));
+    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
+    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
+    const auto sockets = socketsIn(group);
+    ASSERT_EQ(sockets.size(), 1u);
+    EXPECT_EQ(modeOf(sockets[0]), 0660u) << "the group must be able to connect";
+    EXPECT_EQ(modeOf(group + "/manifest"), 0660u);
+    local_.killAll();
+
+    const std::string open = entry("open");
+    ASSERT_NO_FATAL_FAILURE(makeDir(open, 0777));
+    expectRefused(open, "mode 0777");
+    const std::string link = entry("link");
+    ASSERT_EQ(symlink(group.c_str(), link.c_str()), 0);
+    expectRefused(link, "a symlink");
+}
+
+// Modes are set, not left to the umask: a lax umask must not open them, a strict one must not
+// shut out the group of a shared directory.
+TEST_F(ServiceDirTest, CreatesDirectoryAndFilesWithExactModes) {
+    struct Case {
+        bool shared;
+        mode_t umask;
+        mode_t dirMode;
+        mode_t fileMode;
+    };
+    const Case cases[] = {{false, 0, 0700, 0600}, {true, 077, 0770, 0660}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.shared ? "shared" : "private");
+        HostBinder_setServiceDirShared(c.shared);
+        const std::string created = entry(c.shared ? "new-shared" : "new") + "/services";
+        const mode_t saved = umask(c.umask);
+        serveIn(created);
+        umask(saved);
+        ASSERT_FALSE(HasFatalFailure());
+        EXPECT_EQ(modeOf(created), c.dirMode);
+        const auto sockets = socketsIn(created);
+        ASSERT_EQ(sockets.size(), 1u);
+        EXPECT_EQ(modeOf(sockets[0]), c.fileMode);
+        EXPECT_EQ(modeOf(created + "/manifest"), c.fileMode);
+        local_.killAll();
+    }
+}
+
+TEST_F(ServiceDirTest, DefaultDirectoryIsCreatedPrivate) {
+    const std::string fallback = "/tmp/hostbinder-" + std::to_string(getuid());
+    if (modeOf(fallback) != kNotThere) GTEST_SKIP() << fallback << " exists; not touching it";
+    unsetenv("HOSTBINDER_DIR");
+    HostBinder_setServiceDir(nullptr);
+    const ::testing::AssertionResult published = local_.publish(mService->asBinder(), mInstance);
+    const mode_t mode = modeOf(fallback);
+    local_.killAll();
+    rmdir(fallback.c_str());
+    EXPECT_TRUE(published);
+    EXPECT_EQ(mode, 0700u);
+}
+
+#ifdef HOSTBINDER_TEST_SERVICE_PATH
+// Runs the helper service without a directory argument, so its runtime takes $HOSTBINDER_DIR;
+// `vars` replace this process's HOSTBINDER_DIR*. True once it has published into `dir`; false
+// when it exited first, with its exit code in `*exitCode`.
+bool publishesFromEnvironment(const std::vector<std::string>& vars, const std::string& dir,
+                              int* exitCode) {
+    std::vector<std::string> env;
+    for (char** e = environ; *e != nullptr; ++e) {
+        if (std::strncmp(*e, "HOSTBINDER_DIR", 14) != 0) env.emplace_back(*e);
+    }
+    env.insert(env.end(), vars.begin(), vars.end());
+    std::vector<char*> envp;
+    for (auto& v : env) envp.push_back(v.data());
+    envp.push_back(nullptr);
+    std::string program = HOSTBINDER_TEST_SERVICE_PATH;
+    std::string instance = jorvInstance("fromenv");
+    char* argv[] = {program.data(), instance.data(), nullptr};
+    pid_t pid = -1;
+    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, envp.data()) != 0) return false;
+
+    int status = 0;
+    bool exited = false;
+    bool published = false;
+    waitFor([&] {
+        exited = exited || waitpid(pid, &status, WNOHANG) == pid;
+        published = !socketsIn(dir).empty();
+        return exited || published;
+    });
+    if (!exited) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+    }
+    *exitCode = exited && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return published;
+}
+
+TEST_F(ServiceDirTest, EnvironmentChoiceIsCheckedToo) {
+    struct Case {
+        const char* name;
+        mode_t mode;
+        bool shared;
+        bool publishes;
+    };
+    const Case cases[] = {
+            {"private", 0700, false, true},
+            {"group writable", 0770, false, false},
+            {"group writable, shared", 0770, true, true},
+            {"open to everyone, shared", 0777, true, false},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const Case& c = cases[i];
+        SCOPED_TRACE(c.name);
+        const std::string path = entry("e" + std::to_string(i));
+        ASSERT_NO_FATAL_FAILURE(makeDir(path, c.mode));
+        std::vector<std::string> vars = {"HOSTBINDER_DIR=" + path};
+        if (c.shared) vars.emplace_back("HOSTBINDER_DIR_SHARED=1");
+        int exitCode = -1;
+        EXPECT_EQ(publishesFromEnvironment(vars, path, &exitCode), c.publishes);
+        if (!c.publishes) {
+            EXPECT_EQ(exitCode, 3) << "the helper's 'cannot publish'";
+        }
+    }
+}
+#endif
+
+}  // namespace
+}  // namespace hbtest
