@@ -40,7 +40,7 @@ struct OpenOnExit {
 
 class CallbackTest : public JorvEndpointTest {};
 
-TEST_P(CallbackTest, NestedCallbackRunsOnARuntimeThreadBeforeTheCallReturns) {
+TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadBeforeTheCallReturns) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     int32_t ret = 0;
     ndk::ScopedAStatus st = jorv_->thermalListeningRegister({5, 6, 7}, cb, &ret);
@@ -50,7 +50,8 @@ TEST_P(CallbackTest, NestedCallbackRunsOnARuntimeThreadBeforeTheCallReturns) {
     ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
     EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
     EXPECT_EQ(got[0].data[2].intValue, 2);
-    EXPECT_NE(got[0].thread, std::this_thread::get_id()) << "callbacks never run on the caller";
+    EXPECT_EQ(got[0].thread, std::this_thread::get_id())
+            << "a call back along the caller's own chain runs on the thread waiting in it";
     EXPECT_EQ(got[0].callingPid, service_pid_);
 }
 

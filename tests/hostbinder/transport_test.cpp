@@ -217,7 +217,7 @@ TEST_P(TransportTest, StringArgumentsAndResultsRoundTrip) {
             "a",
             "vendor.vemra.thermal.level",
             "gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80",
-            std::string(1 << 20, 'p'),
+            std::string(1 << 19, 'p'),  // half the receive buffer
     };
     for (const std::string& name : cases) {
         SCOPED_TRACE(name.size());

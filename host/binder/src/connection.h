@@ -51,7 +51,8 @@ public:
     // any more); a server end waits for its client to go.
     enum class Role { kClient, kServer };
 
-    // Incoming transactions of one peer queued or running at a time, before its input waits.
+    // Incoming synchronous transactions of one peer queued or running at a time, before its input
+    // waits.
     static constexpr size_t kMaxInFlight = 64;
     // Output queued for a peer that does not read, before the connection is closed.
     static constexpr size_t kMaxQueuedOutput = 4 * 1024 * 1024;

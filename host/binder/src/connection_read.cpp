@@ -275,11 +275,8 @@ bool Connection::handleTransaction(const uint8_t* body, size_t size, const Calli
                                                       sender);
     if (!resolved) return false;
     if (oneway) {
-        {
-            MutexLock lock(mLock);
-            ++mInFlight;
-        }
-        task->setCounted();
+        // Not counted in flight: one-way calls are bounded by their half of the receive buffer,
+        // and their senders must learn at once when it is full.
         target->enqueueOneway(std::move(task));
         sendComplete(header.txnId, STATUS_OK);
         return true;

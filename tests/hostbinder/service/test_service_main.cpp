@@ -57,6 +57,8 @@ int main(int argc, char** argv) {
             return 3;
         }
     }
+    // As a device service: a pool that grows while every thread is busy, and this thread in it.
+    ABinderProcess_startThreadPool();
     ABinderProcess_joinThreadPool();
     return 0;
 }
