@@ -203,5 +203,24 @@ TEST_F(ListeningTest, StateRequestAppendsAnswers) {
     EXPECT_EQ(results.size(), 5u);
 }
 
+// On a device a reply must fit in the caller's binder buffer (1 MB less two pages); a bigger one
+// fails like any other call, and the connection is dropped.
+TEST_F(ListeningTest, StateAnswerLargerThanTheReceiveBufferFails) {
+    ResourceList warmup;
+    ASSERT_NE(jorvHalclient::jorvResCtlRequest(1, warmup, 2), -1);
+    JorvRequestData data;
+    data.id = 7;
+    data.value = std::string(64, 'v');
+    fake->enqueue("stateRequest", Answer::okData(std::vector<JorvRequestData>(15000, data)));
+    ResourceList query = {{1, "q"}};
+    ResourceList results;
+    EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
+    EXPECT_TRUE(results.empty());
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
+                        "jorvResStateRequest() failed: jorv HAL service not available"),
+              1u);
+    EXPECT_FALSE(jorvHalConnected());
+}
+
 }  // namespace
 }  // namespace qartest

@@ -1,5 +1,6 @@
-// Binder objects travelling inside calls: callbacks are served on runtime threads (so a caller
-// blocked in a call can still be called back), they live exactly as long as a peer holds them, and
+// Binder objects travelling inside calls: callbacks are served on the process's binder threads, or
+// on the caller's own thread when they come back inside its call, they live exactly as long as a
+// peer holds them, and
 // an object that comes back to the process that exported it is that process's own object again.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>

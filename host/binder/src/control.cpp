@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "receive_buffer.h"
 #include "service_dir.h"
 #include "service_manager.h"
 #include "service_registry.h"
@@ -44,4 +45,12 @@ binder_status_t HostBinder_killService(const char* instance) {
 
 void HostBinder_getLookupCounts(HostBinderLookupCounts* out) {
     if (out != nullptr) hostbinder::lookupCounts(out);
+}
+
+size_t HostBinder_setReceiveBufferSize(size_t bytes) {
+    return hostbinder::setReceiveBufferSize(bytes);
+}
+
+size_t HostBinder_getReceiveBufferInUse(void) {
+    return hostbinder::receiveBufferInUse();
 }

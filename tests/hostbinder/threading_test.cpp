@@ -1,0 +1,158 @@
+// Where incoming work runs, as on a device: only on the binder threads a process gives the
+// runtime, except a call that comes back along a thread's own call chain, which runs on that
+// waiting thread. A process without a pool therefore still completes calls whose callbacks come
+// back inside them, but receives nothing else (callbacks, death notices) until it starts one.
+//
+// The cases without a pool run in a child copy of this test binary started with
+// HOSTBINDER_TEST_NO_POOL=1 (the test main then leaves the pool unstarted); in the normal run they
+// skip themselves and their parent test starts them.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <gtest/gtest.h>
+#include <hostbinder/control.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/echo_jorv.h"
+#include "support/recording_callback.h"
+#include "support/test_env.h"
+
+extern char** environ;
+
+namespace hbtest {
+namespace {
+
+using jorv::IJorv;
+using jorv::JorvRequestParcel;
+
+bool inNoPoolChild() {
+    const char* value = std::getenv("HOSTBINDER_TEST_NO_POOL");
+    return value != nullptr && std::strcmp(value, "1") == 0;
+}
+
+// Runs NoPool.<name> in a child copy of this binary without a binder pool; its exit status.
+int runWithoutPool(const std::string& name) {
+    const std::string filter = "--gtest_filter=NoPool." + name;
+    std::vector<std::string> env = {"HOSTBINDER_TEST_NO_POOL=1"};
+    for (char** e = environ; *e != nullptr; ++e) {
+        if (std::strncmp(*e, "HOSTBINDER_TEST_NO_POOL=", 24) != 0) env.emplace_back(*e);
+    }
+    std::vector<char*> envp;
+    for (std::string& e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    char self[] = "/proc/self/exe";
+    std::string filterArg = filter;
+    char* argv[] = {self, filterArg.data(), nullptr};
+    pid_t pid = -1;
+    if (posix_spawn(&pid, self, nullptr, nullptr, argv, envp.data()) != 0) return -1;
+    int status = 0;
+    const bool exited = waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; });
+    if (!exited) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class NoPool : public HostBinderTest {
+protected:
+    void SetUp() override {
+        if (!inNoPoolChild()) GTEST_SKIP() << "runs in a child without a pool (WithoutAPool.*)";
+        ASSERT_FALSE(ABinderProcess_isThreadPoolStarted());
+        service_ = std::make_unique<ChildService>(jorvInstance(), dir());
+        ASSERT_TRUE(service_->start());
+        binder_ = ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str()));
+        jorv_ = IJorv::fromBinder(binder_);
+        ASSERT_NE(jorv_, nullptr);
+    }
+
+    std::unique_ptr<ChildService> service_;
+    ndk::SpAIBinder binder_;
+    std::shared_ptr<IJorv> jorv_;
+};
+
+TEST_F(NoPool, CallbacksWaitForAPoolButNotInsideTheCall) {
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    // The service calls back while serving this call: served right here, on the waiting thread.
+    JorvRequestParcel p;
+    p.dataList = {record(1)};
+    int32_t handle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
+    ASSERT_EQ(cb->count(), 1u);
+    EXPECT_EQ(cb->deliveries()[0].thread, std::this_thread::get_id());
+
+    // A callback from a one-way call belongs to no waiting thread: it arrives, and waits.
+    JorvRequestParcel oneway;
+    oneway.param0 = 2;
+    oneway.callback = cb;
+    ASSERT_TRUE(jorv_->requestOneWay(oneway).isOk());
+    ASSERT_TRUE(waitFor([] { return HostBinder_getReceiveBufferInUse() > 0; }))
+            << "the callback never reached this process";
+    EXPECT_EQ(cb->count(), 1u) << "served without a binder thread";
+
+    ABinderProcess_startThreadPool();
+    ASSERT_TRUE(waitFor([&] { return cb->count() == 2; }));
+    EXPECT_NE(cb->deliveries()[1].thread, std::this_thread::get_id());
+    EXPECT_TRUE(waitFor([] { return HostBinder_getReceiveBufferInUse() == 0; }));
+}
+
+TEST_F(NoPool, DeathNoticesWaitForAPool) {
+    static std::atomic<int> died{0};
+    AIBinder_DeathRecipient* recipient =
+            AIBinder_DeathRecipient_new([](void*) { died.fetch_add(1); });
+    ASSERT_EQ(AIBinder_linkToDeath(binder_.get(), recipient, nullptr), STATUS_OK);
+    service_->kill();
+    // Calls learn of the death at once; the notice itself is work for a binder thread.
+    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder_.get()); }));
+    int32_t ret = 0;
+    EXPECT_EQ(jorv_->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(died.load(), 0);
+
+    ABinderProcess_startThreadPool();
+    EXPECT_TRUE(waitFor([] { return died.load() == 1; }));
+    AIBinder_DeathRecipient_delete(recipient);
+}
+
+TEST(WithoutAPool, CallbacksWaitForAPoolButNotInsideTheCall) {
+    EXPECT_EQ(runWithoutPool("CallbacksWaitForAPoolButNotInsideTheCall"), 0);
+}
+
+TEST(WithoutAPool, DeathNoticesWaitForAPool) {
+    EXPECT_EQ(runWithoutPool("DeathNoticesWaitForAPool"), 0);
+}
+
+// Three levels: caller -> service -> callback -> service again, which is served on the service's
+// thread waiting for the callback (both sides are this process and share one pool).
+TEST_F(HostBinderTest, CallChainsComeBackToTheirWaitingThreads) {
+    auto service = ndk::SharedRefBase::make<EchoJorv>();
+    ASSERT_TRUE(local_.publish(service->asBinder(), jorvInstance()));
+    auto jorv = IJorv::fromBinder(
+            ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str())));
+    ASSERT_NE(jorv, nullptr);
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    cb->setHook([&](const auto&) {
+        // Back into the service from inside its callback: served on the thread that is waiting
+        // in the service for this callback to return.
+        int32_t r = 0;
+        return jorv->thermalListeningUnregister(5, &r);
+    });
+    int32_t ret = 0;
+    ASSERT_TRUE(jorv->thermalListeningRegister({1, 2}, cb, &ret).isOk());
+    EXPECT_EQ(ret, 2);
+    ASSERT_EQ(cb->count(), 1u);
+    EXPECT_EQ(cb->deliveries()[0].thread, std::this_thread::get_id());
+}
+
+}  // namespace
+}  // namespace hbtest
