@@ -1,7 +1,8 @@
 /*
  * Host build of the binder NDK thread-pool control (<android/binder_process.h>).
- * The host runtime always serves incoming transactions on threads of its own; these calls only
- * adjust that pool and let a thread join it.
+ * As on a device, incoming transactions, one-way calls and death notifications are served only on
+ * the threads these calls give the runtime; without them such work waits. A call that comes back
+ * along a thread's own call chain is served on that waiting thread.
  */
 #pragma once
 
@@ -11,8 +12,9 @@
 
 __BEGIN_DECLS
 
+/* Starts one binder thread; more start while all are busy, up to the maximum. */
 void ABinderProcess_startThreadPool(void);
-/* Returns false once the pool has started serving. */
+/* The pool's maximum (15 unless set). Returns false once the pool has started. */
 bool ABinderProcess_setThreadPoolMaxThreadCount(uint32_t numThreads);
 bool ABinderProcess_isThreadPoolStarted(void);
 /* The calling thread serves transactions and never returns. */
