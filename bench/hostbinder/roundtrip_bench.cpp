@@ -189,6 +189,8 @@ int serveChild(const char* dir) {
         std::fprintf(stderr, "bench child: cannot publish %s\n", kChildInstance);
         return 3;
     }
+    // As a device service: a pool that grows while every thread is busy, and this thread in it.
+    ABinderProcess_startThreadPool();
     ABinderProcess_joinThreadPool();
     return 0;
 }

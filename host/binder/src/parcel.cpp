@@ -307,6 +307,14 @@ int32_t AParcel_getDataSize(const AParcel* parcel) {
     return parcel == nullptr ? 0 : static_cast<int32_t>(parcel->mData.size());
 }
 
+binder_status_t AParcel_marshal(const AParcel* parcel, uint8_t* buffer, size_t start, size_t len) {
+    if (parcel == nullptr || (buffer == nullptr && len > 0)) return STATUS_UNEXPECTED_NULL;
+    if (!parcel->mObjects.empty()) return STATUS_INVALID_OPERATION;
+    if (start > parcel->mData.size() || len > parcel->mData.size() - start) return STATUS_BAD_VALUE;
+    if (len > 0) std::memcpy(buffer, parcel->mData.data() + start, len);
+    return STATUS_OK;
+}
+
 binder_status_t AParcel_appendFrom(const AParcel* from, AParcel* to, int32_t start, int32_t size) {
     if (from == nullptr || to == nullptr) return STATUS_UNEXPECTED_NULL;
     if (start < 0 || size < 0) return STATUS_BAD_VALUE;

@@ -28,6 +28,11 @@ binder_status_t AParcel_reset(AParcel* parcel);
 binder_status_t AParcel_setDataPosition(const AParcel* parcel, int32_t position);
 int32_t AParcel_getDataPosition(const AParcel* parcel);
 int32_t AParcel_getDataSize(const AParcel* parcel);
+/*
+ * Copies `len` bytes of the parcel's data from `start` into `buffer`. STATUS_INVALID_OPERATION
+ * when the parcel holds binder objects, STATUS_BAD_VALUE when the range lies outside its data.
+ */
+binder_status_t AParcel_marshal(const AParcel* parcel, uint8_t* buffer, size_t start, size_t len);
 /* Copies `size` bytes of `from` starting at `start` to the end of `to`. */
 binder_status_t AParcel_appendFrom(const AParcel* from, AParcel* to, int32_t start, int32_t size);
 
