@@ -154,5 +154,38 @@ TEST_F(HostBinderTest, CallChainsComeBackToTheirWaitingThreads) {
     EXPECT_EQ(cb->deliveries()[0].thread, std::this_thread::get_id());
 }
 
+// A caller busy in a callback that came back inside its call reads nothing meanwhile: other
+// callbacks to its process on the same connection must still arrive.
+TEST_F(HostBinderTest, OtherCallbacksArriveWhileACallerRunsANestedOne) {
+    ChildService service(jorvInstance(), dir());
+    ASSERT_TRUE(service.start());
+    auto jorv = IJorv::fromBinder(
+            ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str())));
+    ASSERT_NE(jorv, nullptr);
+    auto gate = std::make_shared<Gate>();
+    auto blocked = ndk::SharedRefBase::make<RecordingCallback>();
+    blocked->setHook([gate](const auto&) {
+        gate->wait(kLongTimeout);
+        return ndk::ScopedAStatus::ok();
+    });
+    Async caller([jorv, blocked] {
+        JorvRequestParcel p;
+        p.dataList = {record(1)};
+        int32_t handle = 0;
+        EXPECT_TRUE(jorv->listeningRegister(p, blocked, &handle).isOk());
+    });
+    ASSERT_TRUE(waitFor([&] { return blocked->count() == 1; }));
+
+    auto other = ndk::SharedRefBase::make<RecordingCallback>();
+    JorvRequestParcel oneway;
+    oneway.param0 = 5;
+    oneway.callback = other;
+    ASSERT_TRUE(jorv->requestOneWay(oneway).isOk());
+    EXPECT_TRUE(waitFor([&] { return other->count() == 1; }));
+    EXPECT_FALSE(caller.done());
+    gate->open();
+    EXPECT_TRUE(caller.waitDone());
+}
+
 }  // namespace
 }  // namespace hbtest

@@ -190,19 +190,20 @@ binder_status_t Connection::transact(uint64_t target, transaction_code_t code, c
 
 binder_status_t Connection::waitForReply(Waiter* waiter, AParcel** reply) {
     MutexLock lock(mLock);
-    if (!waiter->done) {
-        waiter->ready = true;
-        ++mReadyWaiters;
-    }
+    setReadyLocked(waiter, !waiter->done);
     while (!waiter->done || !waiter->nested.empty()) {
         if (!waiter->nested.empty()) {
             // A call back along this call's chain: served here, as binder does.
             std::unique_ptr<Task> task = std::move(waiter->nested.front());
             waiter->nested.pop_front();
+            // While it runs, this thread does not read: someone else must.
+            setReadyLocked(waiter, false);
+            if (!mReading) releaseReadRoleLocked();
             lock.unlock();
             task->run();
             task.reset();
             lock.lock();
+            setReadyLocked(waiter, !waiter->done);
             continue;
         }
         if (mReading || mBroken) {
@@ -305,12 +306,13 @@ void Connection::transactionDone(bool counted) {
     }
 }
 
+void Connection::setReadyLocked(Waiter* waiter, bool ready) {
+    waiter->ready = ready;
+}
+
 void Connection::completeLocked(Waiter* waiter, binder_status_t status,
                                 std::unique_ptr<AParcel> reply) {
-    if (waiter->ready) {
-        waiter->ready = false;
-        --mReadyWaiters;
-    }
+    setReadyLocked(waiter, false);
     waiter->status = status;
     waiter->reply = std::move(reply);
     waiter->done = true;

@@ -100,7 +100,8 @@ private:
         uint64_t txnId = 0;
         bool oneway = false;
         // In waitForReply, ready to read: until then (e.g. while its request is still being
-        // written) others keep reading.
+        // written, or while the thread runs a call that came back along its chain) others keep
+        // reading.
         bool ready = false;
         bool done = false;
         binder_status_t status = STATUS_OK;
@@ -150,6 +151,7 @@ private:
     void closeLocked() REQUIRES(mLock) EXCLUDES(mWriteLock);
     void completeLocked(Waiter* waiter, binder_status_t status, std::unique_ptr<AParcel> reply)
             REQUIRES(mLock);
+    void setReadyLocked(Waiter* waiter, bool ready) REQUIRES(mLock);
     Waiter* findWaiterLocked(uint64_t txnId, bool oneway) REQUIRES(mLock);
     void transactionDone(bool counted) EXCLUDES(mLock);
 
@@ -221,7 +223,6 @@ private:
     size_t mInFlight GUARDED_BY(mLock) = 0;
     uint64_t mNextTxnId GUARDED_BY(mLock) = 1;
     std::vector<Waiter*> mPending GUARDED_BY(mLock);
-    size_t mReadyWaiters GUARDED_BY(mLock) = 0;  // pending waiters that are ready
     std::unordered_map<uint64_t, Export> mExports GUARDED_BY(mLock);
     std::unordered_map<AIBinder*, uint64_t> mExportIds GUARDED_BY(mLock);
     uint64_t mNextExportId GUARDED_BY(mLock) = wire::kRootObjectId + 1;
