@@ -14,8 +14,8 @@
 // each input is checked on its own and none overlaps the next.
 //
 // One service, one well-formed client and one service directory serve all inputs. The runtime
-// starts a connection thread for every connection it accepts, so each input costs a connect and a
-// thread start; nothing else is created per input.
+// watches every connection from one event loop, so each input costs a connect and no thread;
+// nothing else is created per input.
 
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/BnJorvCallback.h>
@@ -63,8 +63,8 @@ constexpr auto kCloseTimeout = std::chrono::seconds(20);
 // Threads leave the process some time after their connection is gone, so they are counted only
 // every so many inputs.
 constexpr uint64_t kThreadCheckInterval = 512;
-// The binder pool only grows, up to its cap; connection threads must all go.
-constexpr int kPoolThreadCap = 32;
+// The binder pool only grows, up to its cap (the NDK's default); nothing else may stay.
+constexpr int kPoolThreadCap = 15;
 
 // Answers every call at once with a fixed result, and calls back any callback it is given (such a
 // callback normally lives behind the very connection being fuzzed, which never answers: the call

@@ -22,8 +22,8 @@ Census takeCensus() {
         std::getline(comm, name);
         if (name == "hb:binder") {
             ++census.poolThreads;
-        } else if (name == "hb:connection") {
-            ++census.connectionThreads;
+        } else if (name == "hb:loop" || name == "hb:listener") {
+            ++census.runtimeThreads;
         } else {
             ++census.otherThreads;
         }
@@ -33,8 +33,8 @@ Census takeCensus() {
 
 std::string toString(const Census& census) {
     return "fds " + std::to_string(census.fds) + ", threads: pool " +
-           std::to_string(census.poolThreads) + ", connection " +
-           std::to_string(census.connectionThreads) + ", other " +
+           std::to_string(census.poolThreads) + ", runtime " +
+           std::to_string(census.runtimeThreads) + ", other " +
            std::to_string(census.otherThreads);
 }
 

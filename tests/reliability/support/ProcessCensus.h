@@ -8,14 +8,12 @@ namespace qarrel {
 struct Census {
     int fds = 0;
     int poolThreads = 0;        // the binder runtime's pool ("hb:binder")
-    int connectionThreads = 0;  // the runtime's per-connection readers ("hb:connection")
+    int runtimeThreads = 0;     // the runtime's own: its event loop and service listeners
     int otherThreads = 0;       // everything else
 };
 
-// The binder pool only grows, up to this many threads (its documented cap), and keeps them.
-inline constexpr int kPoolThreadCap = 32;
-// Each live connection has one or two reader threads, by how busy it was.
-inline constexpr int kThreadsPerConnection = 2;
+// The binder pool only grows, up to this many threads (the NDK's default cap), and keeps them.
+inline constexpr int kPoolThreadCap = 15;
 
 Census takeCensus();
 std::string toString(const Census& census);
