@@ -133,6 +133,7 @@ void Connection::start() {
     mId.store(id, std::memory_order_relaxed);
     mRegistered = true;
     mArmed = true;
+    mArmedForInput = true;
 }
 
 void Connection::fail() {
@@ -284,14 +285,29 @@ void Connection::releaseReadRoleLocked() {
     armLocked();
 }
 
+bool Connection::watchesInputLocked() const {
+    // A peer can only call objects this side exports. Without any, all that can arrive unasked
+    // is its end; replies are read by the threads waiting for them, so no poller needs to wake
+    // for them.
+    return mRole == Role::kServer || !mExports.empty();
+}
+
 void Connection::armLocked() {
     if (mArmed || mBroken || !mRegistered) return;
-    EventLoop::instance().arm(mId.load(std::memory_order_relaxed), mSocket.get());
+    mArmedForInput = watchesInputLocked();
+    EventLoop::instance().arm(mId.load(std::memory_order_relaxed), mSocket.get(), mArmedForInput);
     mArmed = true;
 }
 
+void Connection::rearmIfNeededLocked() {
+    if (mArmed && !mArmedForInput && watchesInputLocked()) {
+        mArmed = false;
+        armLocked();
+    }
+}
+
 void Connection::disarmLocked() {
-    if (!mArmed || mBroken) return;
+    if (!mArmed || !mArmedForInput || mBroken) return;
     EventLoop::instance().disarm(mId.load(std::memory_order_relaxed), mSocket.get());
     mArmed = false;
 }
@@ -355,6 +371,8 @@ void Connection::marshalObjects(const AParcel& parcel, std::vector<wire::WireObj
         if (exported != nullptr) exported->push_back(id);
         out->push_back({offset, wire::kSenderObject, id});
     }
+    // The peer can call this side from now on.
+    rearmIfNeededLocked();
 }
 
 AIBinder* Connection::importObject(uint64_t id) {

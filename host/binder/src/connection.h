@@ -143,7 +143,9 @@ private:
     void submitQueued(Dispatch* dispatch);
     // After the read role was given up: passes it to a waiting caller, else re-arms the loop.
     void releaseReadRoleLocked() REQUIRES(mLock);
+    bool watchesInputLocked() const REQUIRES(mLock);
     void armLocked() REQUIRES(mLock);
+    void rearmIfNeededLocked() REQUIRES(mLock);
     void disarmLocked() REQUIRES(mLock);
     // Ends the connection (see the top of this file).
     void breakLocked() REQUIRES(mLock);
@@ -218,7 +220,8 @@ private:
     bool mBroken GUARDED_BY(mLock) = false;
     bool mClosed GUARDED_BY(mLock) = false;
     bool mReading GUARDED_BY(mLock) = false;  // someone holds mReadRole or is about to
-    bool mArmed GUARDED_BY(mLock) = false;    // the loop's registration reports input
+    bool mArmed GUARDED_BY(mLock) = false;    // the loop's registration reports something
+    bool mArmedForInput GUARDED_BY(mLock) = false;  // ... input, not only a hang-up
     bool mThrottled GUARDED_BY(mLock) = false;
     size_t mInFlight GUARDED_BY(mLock) = 0;
     uint64_t mNextTxnId GUARDED_BY(mLock) = 1;

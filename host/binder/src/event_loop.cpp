@@ -86,9 +86,9 @@ void EventLoop::remove(uint64_t id, int fd, int writeFd) {
     mConnections.erase(it);
 }
 
-void EventLoop::arm(uint64_t id, int fd) {
+void EventLoop::arm(uint64_t id, int fd, bool input) {
     epoll_event event{};
-    event.events = kInputEvents;
+    event.events = input ? kInputEvents : EPOLLRDHUP | EPOLLONESHOT;
     event.data.u64 = dataFor(id, false);
     epoll_ctl(mEpoll.get(), EPOLL_CTL_MOD, fd, &event);
 }

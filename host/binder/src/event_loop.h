@@ -32,7 +32,8 @@ public:
             EXCLUDES(mLock);
     // Stops watching; the loop forgets the connection.
     void remove(uint64_t id, int fd, int writeFd) EXCLUDES(mLock);
-    void arm(uint64_t id, int fd);
+    // Reports the next input (or, without `input`, only the peer hanging up) once.
+    void arm(uint64_t id, int fd, bool input);
     void disarm(uint64_t id, int fd);
     // Reports once when `writeFd` (a second descriptor of the connection's socket) can take more
     // output. `added` says whether it was watched before.
