@@ -13,16 +13,11 @@
 namespace hostbinder {
 namespace {
 
-// One read takes at most this much, so that one busy peer cannot keep a reader from the others.
-constexpr size_t kReadChunk = 64 * 1024;
+// One read takes at most this much, so that one busy peer cannot keep a reader from the others. It
+// lives on the reading thread's stack: any thread that calls may read.
+constexpr size_t kReadChunk = 16 * 1024;
 // Frames other than transactions and replies are small; a bigger one is a protocol violation.
 constexpr size_t kMaxControlFrame = 64 * 1024;
-
-uint8_t* scratch() {
-    thread_local std::vector<uint8_t> buffer;
-    if (buffer.empty()) buffer.resize(kReadChunk);
-    return buffer.data();
-}
 
 bool sizesAddUp(size_t bodySize, size_t headerSize, uint32_t dataSize, uint32_t objectCount) {
     const uint64_t expected = static_cast<uint64_t>(headerSize) + dataSize +
@@ -49,7 +44,7 @@ uint32_t frameSize(const uint8_t* frame) {
 }  // namespace
 
 Connection::ReadResult Connection::readOnce(bool block, Dispatch* dispatch) {
-    uint8_t* buffer = scratch();
+    uint8_t buffer[kReadChunk];
     iovec iov{buffer, kReadChunk};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr message{};
@@ -123,7 +118,7 @@ bool Connection::consume(const Chunk& chunk, Dispatch* dispatch) {
         if (!handleFrame(mPartial.data(), mPartial.size(), mPartialSender, dispatch)) return false;
         mPartial.clear();
         // A big frame is done with; do not keep its memory for the connection's lifetime.
-        if (mPartial.capacity() > kReadChunk) mPartial.shrink_to_fit();
+        if (mPartial.capacity() > kMaxControlFrame) mPartial.shrink_to_fit();
     }
     return true;
 }
