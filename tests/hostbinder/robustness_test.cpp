@@ -4,13 +4,8 @@
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -18,6 +13,7 @@
 #include <vector>
 
 #include "support/echo_jorv.h"
+#include "support/raw_peer.h"
 #include "support/test_env.h"
 
 namespace hbtest {
@@ -25,186 +21,12 @@ namespace {
 
 using jorv::IJorv;
 
-// The frame layout the runtime uses on its sockets (native byte order), restated here so the
-// tests can forge frames: FrameHeader{size, type} where size counts the whole frame; a
-// transaction continues with {txnId u64, parentTxnId u64, target u64, code, flags, dataSize,
-// objectCount}, then the data, then 16-byte object records; a reply with {txnId u64, status i32,
-// dataSize, objectCount, reserved}.
-constexpr uint32_t kTransaction = 1;
-constexpr uint32_t kReply = 2;
-constexpr uint32_t kDecRefs = 3;
-constexpr size_t kFrameHeaderSize = 8;
-constexpr size_t kTransactionHeaderSize = 40;
-constexpr size_t kReplyHeaderSize = 24;
-constexpr uint64_t kRootObject = 0;
-constexpr uint32_t kPing = ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G';
+// Binder pool threads stay for the life of a process and the pool grows whenever all of them are
+// busy, so how many a burst of work leaves behind depends on scheduling, up to the pool's cap (15
+// unless the process sets another); a thread kept per closed connection would show as hundreds.
+constexpr int kPoolSlack = 15;
 
-// Binder pool threads stay for the life of a process (the pool only grows, to a cap), so after
-// a warm-up a few more may appear; a thread kept per closed connection would show as hundreds.
-constexpr int kPoolSlack = 2;
-
-using Bytes = std::vector<uint8_t>;
-
-template <typename T>
-void put(Bytes& b, T v) {
-    const auto* p = reinterpret_cast<const uint8_t*>(&v);
-    b.insert(b.end(), p, p + sizeof(T));
-}
-
-template <typename T>
-void patch(Bytes& b, size_t offset, T v) {
-    std::memcpy(b.data() + offset, &v, sizeof(T));
-}
-
-template <typename T>
-T peek(const Bytes& b, size_t offset) {
-    T v;
-    std::memcpy(&v, b.data() + offset, sizeof(T));
-    return v;
-}
-
-Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, const Bytes& data,
-                       uint32_t objectCount = 0, const Bytes& objects = {}) {
-    Bytes f;
-    put<uint32_t>(f, static_cast<uint32_t>(kFrameHeaderSize + kTransactionHeaderSize + data.size() +
-                                           objects.size()));
-    put<uint32_t>(f, kTransaction);
-    put<uint64_t>(f, txnId);
-    put<uint64_t>(f, 0);  // parentTxnId: not part of a call chain
-    put<uint64_t>(f, target);
-    put<uint32_t>(f, code);
-    put<uint32_t>(f, 0);  // flags
-    put<uint32_t>(f, static_cast<uint32_t>(data.size()));
-    put<uint32_t>(f, objectCount);
-    f.insert(f.end(), data.begin(), data.end());
-    f.insert(f.end(), objects.begin(), objects.end());
-    return f;
-}
-
-// Offsets inside a transaction frame.
-constexpr size_t kSizeAt = 0;
-constexpr size_t kDataSizeAt = kFrameHeaderSize + 32;
-constexpr size_t kObjectCountAt = kFrameHeaderSize + 36;
-
-// A raw client connection to a service socket.
-class RawConnection {
-public:
-    explicit RawConnection(const std::string& path) : fd_(connectUnix(path)) {}
-    ~RawConnection() {
-        if (fd_ >= 0) close(fd_);
-    }
-    RawConnection(const RawConnection&) = delete;
-    RawConnection& operator=(const RawConnection&) = delete;
-
-    bool ok() const { return fd_ >= 0; }
-    bool send(const Bytes& b) const {
-        return ::send(fd_, b.data(), b.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(b.size());
-    }
-    void finishSending() const { shutdown(fd_, SHUT_WR); }
-
-    // True once the service has closed its end (anything it sent first is discarded).
-    bool closedByPeer(std::chrono::milliseconds timeout = kLongTimeout) const {
-        char buf[4096];
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (std::chrono::steady_clock::now() < deadline) {
-            pollfd p{fd_, POLLIN, 0};
-            if (poll(&p, 1, 50) <= 0) continue;
-            const ssize_t r = recv(fd_, buf, sizeof buf, MSG_DONTWAIT);
-            if (r == 0 || (r < 0 && errno != EAGAIN && errno != EINTR)) return true;
-        }
-        return false;
-    }
-
-    // Reads one whole frame; nullopt on close or timeout.
-    std::optional<Bytes> readFrame(std::chrono::milliseconds timeout = kLongTimeout) const {
-        Bytes frame(kFrameHeaderSize);
-        if (!readExactly(frame.data(), kFrameHeaderSize, timeout)) return std::nullopt;
-        const uint32_t size = peek<uint32_t>(frame, kSizeAt);
-        if (size < kFrameHeaderSize || size > (64u << 20)) return std::nullopt;
-        frame.resize(size);
-        if (!readExactly(frame.data() + kFrameHeaderSize, size - kFrameHeaderSize, timeout)) {
-            return std::nullopt;
-        }
-        return frame;
-    }
-
-    // Reads frames until the reply to `txnId` arrives; its status, or nullopt if none came.
-    std::optional<int32_t> replyStatus(uint64_t txnId) const {
-        while (auto frame = readFrame()) {
-            if (peek<uint32_t>(*frame, 4) != kReply) continue;  // e.g. reference bookkeeping
-            if (frame->size() < kFrameHeaderSize + kReplyHeaderSize) return std::nullopt;
-            if (peek<uint64_t>(*frame, kFrameHeaderSize) != txnId) continue;
-            return peek<int32_t>(*frame, kFrameHeaderSize + 8);
-        }
-        return std::nullopt;
-    }
-
-private:
-    bool readExactly(uint8_t* to, size_t n, std::chrono::milliseconds timeout) const {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (n > 0) {
-            if (std::chrono::steady_clock::now() >= deadline) return false;
-            pollfd p{fd_, POLLIN, 0};
-            if (poll(&p, 1, 50) <= 0) continue;
-            const ssize_t r = recv(fd_, to, n, MSG_DONTWAIT);
-            if (r == 0) return false;
-            if (r < 0) {
-                if (errno == EAGAIN || errno == EINTR) continue;
-                return false;
-            }
-            to += r;
-            n -= static_cast<size_t>(r);
-        }
-        return true;
-    }
-
-    int fd_;
-};
-
-class RobustnessTest : public HostBinderTest {
-protected:
-    void SetUp() override {
-        child_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(child_->start());
-        const auto sockets = socketsIn(dir());
-        ASSERT_EQ(sockets.size(), 1u) << "expected only the helper's socket in " << dir();
-        socket_ = sockets[0];
-        jorv_ = IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
-        ASSERT_NE(jorv_, nullptr);
-        ASSERT_TRUE(callWorks(*jorv_));
-        childFds_ = countFds(child_->pid());
-    }
-
-    static ::testing::AssertionResult callWorks(IJorv& jorv) {
-        int32_t ret = 0;
-        ndk::ScopedAStatus st = jorv.release(41, &ret);
-        if (!st.isOk()) return ::testing::AssertionFailure() << st.getDescription();
-        if (ret != 41) return ::testing::AssertionFailure() << "wrong result " << ret;
-        return ::testing::AssertionSuccess();
-    }
-
-    // The service is alive and serves both the old connection and a new one.
-    void expectStillServing() {
-        ASSERT_TRUE(child_->running()) << "the service process died";
-        EXPECT_TRUE(callWorks(*jorv_)) << "an unrelated connection was affected";
-        auto fresh = IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
-        ASSERT_NE(fresh, nullptr);
-        EXPECT_TRUE(callWorks(*fresh));
-    }
-
-    // Every connection holds a descriptor in the service, so this is where leaks show.
-    void expectChildFdsBackToBaseline() {
-        EXPECT_TRUE(waitFor([&] { return countFds(child_->pid()) <= childFds_; }))
-                << "service fds " << countFds(child_->pid()) << " > " << childFds_;
-    }
-
-    std::unique_ptr<ChildService> child_;
-    std::string socket_;
-    std::shared_ptr<IJorv> jorv_;
-    int childFds_ = 0;
-};
+class RobustnessTest : public RawPeerTest {};
 
 // Checks the forged framing against the real thing before trusting any "connection closed".
 TEST_F(RobustnessTest, ForgedPingIsAnswered) {

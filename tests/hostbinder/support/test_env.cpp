@@ -51,6 +51,20 @@ int countThreads(pid_t pid) {
     return countEntries(procDir(pid, "task"));
 }
 
+long residentKb(pid_t pid) {
+    std::ifstream status(procDir(pid, "status"));
+    std::string key;
+    long kb = -1;
+    while (status >> key) {
+        if (key == "VmRSS:") {
+            status >> kb;
+            break;
+        }
+        status.ignore(1 << 16, '\n');
+    }
+    return kb;
+}
+
 std::vector<std::string> socketsIn(const std::string& dir) {
     std::vector<std::string> found;
     std::error_code ec;

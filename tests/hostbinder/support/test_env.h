@@ -34,6 +34,8 @@ bool waitFor(Pred&& pred, std::chrono::milliseconds timeout = kLongTimeout) {
 // Open descriptors / live threads of a process (this one by default), from /proc.
 int countFds(pid_t pid = 0);
 int countThreads(pid_t pid = 0);
+// Resident memory of a process (this one by default) in KiB, from /proc; -1 when unknown.
+long residentKb(pid_t pid = 0);
 
 // Paths of the Unix-domain sockets directly inside `dir`.
 std::vector<std::string> socketsIn(const std::string& dir);

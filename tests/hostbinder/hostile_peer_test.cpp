@@ -1,0 +1,275 @@
+// What one peer can cost a service is bounded: thousands of idle connections, frames announced
+// huge and never finished, and calls pipelined by a peer that never reads its replies leave the
+// service small, with few threads, and answering everybody else promptly.
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "support/echo_jorv.h"
+#include "support/raw_peer.h"
+#include "support/test_env.h"
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define HOSTILE_PEER_ASAN 1
+#endif
+#if __has_feature(thread_sanitizer)
+#define HOSTILE_PEER_TSAN 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define HOSTILE_PEER_ASAN 1
+#endif
+#if defined(__SANITIZE_THREAD__)
+#define HOSTILE_PEER_TSAN 1
+#endif
+
+namespace hbtest {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using jorv::IJorv;
+
+#if defined(HOSTILE_PEER_ASAN)
+constexpr bool kAsan = true;
+#else
+constexpr bool kAsan = false;
+#endif
+#if defined(HOSTILE_PEER_TSAN)
+constexpr bool kTsan = true;
+#else
+constexpr bool kTsan = false;
+#endif
+
+// Sanitizers make everything several times slower.
+constexpr int kSlowdown = kAsan || kTsan ? 10 : 1;
+// ASan's resident set is mostly its shadow memory and quarantine, which say nothing about what
+// the runtime holds, so resident memory is not checked there at all. TSan's shadow grows with
+// the memory the program touches: the bounds scale with it.
+constexpr bool kCheckResident = !kAsan;
+constexpr long kResidentScale = kTsan ? 4 : 1;
+
+// What another client may wait for an answer while peers misbehave.
+constexpr auto kMaxDelay = std::chrono::milliseconds(100) * kSlowdown;
+constexpr long kMaxServiceResidentKb = 100 * 1024 * kResidentScale;
+constexpr int kMaxServiceThreads = 40;
+
+double ms(Clock::duration d) {
+    return std::chrono::duration<double, std::milli>(d).count();
+}
+
+Clock::duration worst(const std::vector<Clock::duration>& samples) {
+    return *std::max_element(samples.begin(), samples.end());
+}
+
+Clock::duration median(std::vector<Clock::duration> samples) {
+    auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+    std::nth_element(samples.begin(), middle, samples.end());
+    return *middle;
+}
+
+// Runs `measure` on a thread of its own, so that a service that stops answering fails the test
+// rather than hanging it; a default-constructed result (empty, nullopt) then.
+template <typename Fn>
+auto withTimeout(Fn measure) -> decltype(measure()) {
+    auto result = std::make_shared<decltype(measure())>();
+    Async async([measure, result] { *result = measure(); });
+    if (!async.waitDone()) return {};
+    return *result;
+}
+
+// How long each of `n` synchronous calls takes; empty if one fails.
+std::vector<Clock::duration> callTimes(IJorv& jorv, int n) {
+    std::vector<Clock::duration> times;
+    for (int32_t i = 0; i < n; ++i) {
+        const auto start = Clock::now();
+        int32_t ret = -1;
+        if (!jorv.release(i, &ret).isOk() || ret != i) return {};
+        times.push_back(Clock::now() - start);
+    }
+    return times;
+}
+
+// From issuing a one-way call until a synchronous call finds it served; nullopt if it never is.
+std::optional<Clock::duration> oneWayDelay(IJorv& jorv, int32_t id) {
+    jorv::JorvRequestParcel call;
+    call.param0 = id;
+    jorv::JorvRequestParcel query;
+    query.requestType = EchoJorv::kOneWayLog;
+    const auto start = Clock::now();
+    if (!jorv.requestOneWay(call).isOk()) return std::nullopt;
+    const bool served = waitFor([&] {
+        std::vector<jorv::JorvRequestData> log;
+        return jorv.stateRequest(query, &log).isOk() &&
+               std::any_of(log.begin(), log.end(), [&](const auto& r) { return r.id == id; });
+    });
+    if (!served) return std::nullopt;
+    return Clock::now() - start;
+}
+
+class HostilePeerTest : public RawPeerTest {
+protected:
+    // The service inherits the limit, so it is raised before any test starts one.
+    static void SetUpTestSuite() {
+        getrlimit(RLIMIT_NOFILE, &savedFdLimit_);
+        rlimit raised = savedFdLimit_;
+        if (raised.rlim_max != RLIM_INFINITY) raised.rlim_cur = raised.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &raised);
+    }
+    static void TearDownTestSuite() { setrlimit(RLIMIT_NOFILE, &savedFdLimit_); }
+
+    static rlim_t fdLimit() {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        return limit.rlim_cur;
+    }
+
+    // Resident memory and threads of the service within bounds.
+    void expectServiceBounded(const char* when) {
+        const long resident = residentKb(child_->pid());
+        const int threads = countThreads(child_->pid());
+        std::printf("[ figures  ] %s: service %.1f MB resident, %d threads\n", when,
+                    resident / 1024.0, threads);
+        if (kCheckResident) {
+            EXPECT_GT(resident, 0) << "no VmRSS for the service";
+            EXPECT_LE(resident, kMaxServiceResidentKb) << when;
+        }
+        EXPECT_LT(threads, kMaxServiceThreads) << when;
+    }
+
+    static rlimit savedFdLimit_;
+};
+
+rlimit HostilePeerTest::savedFdLimit_{};
+
+TEST_F(HostilePeerTest, IdleAndStalledConnectionsCostLittle) {
+    constexpr int kIdle = 10000;
+    constexpr int kStalled = 50;
+    // Both processes hold one descriptor per connection, plus their own.
+    constexpr rlim_t kFdsNeeded = kIdle + kStalled + 256;
+    if (fdLimit() < kFdsNeeded) {
+        GTEST_SKIP() << "needs RLIMIT_NOFILE of at least " << kFdsNeeded << ", can have only "
+                     << fdLimit();
+    }
+    // A transaction announced at the largest frame size, of which only 16 bytes ever come.
+    Bytes stall;
+    put<uint32_t>(stall, 16u << 20);
+    put<uint32_t>(stall, kTransaction);
+    put<uint64_t>(stall, 1);
+
+    std::vector<std::unique_ptr<RawConnection>> peers;
+    peers.reserve(kIdle + kStalled);
+    for (int i = 0; i < kIdle + kStalled; ++i) {
+        peers.push_back(std::make_unique<RawConnection>(socket_));
+        ASSERT_TRUE(peers.back()->ok()) << "connect " << i;
+        if (i >= kIdle) {
+            ASSERT_TRUE(peers.back()->send(stall));
+        }
+    }
+    const int held = childFds_ + kIdle + kStalled;
+    ASSERT_TRUE(waitFor([&] { return countFds(child_->pid()) >= held; }))
+            << "the service accepted " << countFds(child_->pid()) - childFds_ << " connections";
+    ASSERT_TRUE(waitFor([&] {
+        return std::all_of(peers.end() - kStalled, peers.end(),
+                           [](const auto& p) { return p->allRead(); });
+    })) << "the service stopped reading stalled peers";
+
+    const auto times = withTimeout([jorv = jorv_] { return callTimes(*jorv, 20); });
+    ASSERT_FALSE(times.empty()) << "a call failed";
+    std::printf("[ figures  ] calls: median %.2f ms, worst %.2f ms\n", ms(median(times)),
+                ms(worst(times)));
+    EXPECT_LE(worst(times), kMaxDelay) << "worst of " << times.size() << " calls";
+    expectServiceBounded("10050 connections");
+    // Bounded by holding them, not by dropping them.
+    EXPECT_GE(countFds(child_->pid()), held);
+}
+
+TEST_F(HostilePeerTest, PeerThatNeverReadsIsCutOffWithoutDelayingOthers) {
+    constexpr int kCalls = 200000;
+    constexpr int kBatch = 1000;
+    auto flooder = std::make_shared<RawConnection>(socket_);
+    ASSERT_TRUE(flooder->ok());
+    auto sent = std::make_shared<std::atomic<int>>(0);
+    auto stoppedBy = std::make_shared<std::atomic<int>>(0);
+    Async flood([flooder, sent, stoppedBy] {
+        for (int first = 0; first < kCalls; first += kBatch) {
+            Bytes batch;
+            for (int i = first; i < first + kBatch; ++i) {
+                const Bytes ping = transactionFrame(i + 1, kRootObject, kPing, {});
+                batch.insert(batch.end(), ping.begin(), ping.end());
+            }
+            if (const int err = flooder->sendAll(batch); err != 0) {
+                stoppedBy->store(err);
+                return;
+            }
+            sent->fetch_add(kBatch);
+        }
+    });
+    ASSERT_TRUE(waitFor([&] { return sent->load() >= 10 * kBatch || flood.done(); }));
+
+    std::vector<Clock::duration> delays;
+    for (int32_t id = 1; id <= 5 && !flood.done(); ++id) {
+        const auto delay = withTimeout([jorv = jorv_, id] { return oneWayDelay(*jorv, id); });
+        ASSERT_TRUE(delay.has_value()) << "one-way call " << id << " was never served";
+        delays.push_back(*delay);
+    }
+    const int sentWhileMeasuring = sent->load();
+    ASSERT_TRUE(flood.waitDone());
+    std::printf(
+            "[ figures  ] one-way delays: %zu measured, worst %.2f ms; flood of %d calls "
+            "(%d sent while measuring) stopped by errno %d\n",
+            delays.size(), delays.empty() ? 0.0 : ms(worst(delays)), sent->load(),
+            sentWhileMeasuring, stoppedBy->load());
+    ASSERT_GE(delays.size(), 3u) << "the flood ended before the calls could be measured";
+    EXPECT_LE(worst(delays), kMaxDelay);
+
+    EXPECT_TRUE(flooder->hungUp()) << "the service kept a peer that never reads";
+    EXPECT_TRUE(stoppedBy->load() == 0 || stoppedBy->load() == EPIPE ||
+                stoppedBy->load() == ECONNRESET)
+            << "errno " << stoppedBy->load();
+    expectStillServing();
+    expectChildFdsBackToBaseline();
+    expectServiceBounded("after the flood");
+}
+
+TEST_F(HostilePeerTest, PartialFramesHoldOnlyTheBytesThatArrived) {
+    if (!kCheckResident) GTEST_SKIP() << "resident memory means nothing under ASan";
+    constexpr int kPeers = 50;
+    constexpr size_t kAnnounced = 900 * 1024;  // fits in the receive buffer
+    constexpr size_t kArrived = 64 * 1024;
+    // Had the service kept whole announced frames, this would be 45 MB.
+    constexpr long kMaxGrowthKb = 10 * 1024 * kResidentScale;
+
+    Bytes prefix = transactionFrame(1, kRootObject, kPing,
+                                    Bytes(kAnnounced - kFrameHeaderSize - kTransactionHeaderSize));
+    prefix.resize(kArrived);
+    const long before = residentKb(child_->pid());
+    ASSERT_GT(before, 0) << "no VmRSS for the service";
+    std::vector<std::unique_ptr<RawConnection>> peers;
+    for (int i = 0; i < kPeers; ++i) {
+        peers.push_back(std::make_unique<RawConnection>(socket_));
+        ASSERT_TRUE(peers.back()->ok());
+        ASSERT_TRUE(peers.back()->send(prefix));
+    }
+    ASSERT_TRUE(waitFor([&] {
+        return std::all_of(peers.begin(), peers.end(), [](const auto& p) { return p->allRead(); });
+    })) << "the service did not read what was sent";
+    const long growthKb = residentKb(child_->pid()) - before;
+    std::printf("[ figures  ] %d partial frames of %zu KB: service grew by %.1f MB\n", kPeers,
+                kArrived / 1024, growthKb / 1024.0);
+    EXPECT_LE(growthKb, kMaxGrowthKb);
+    expectStillServing();
+}
+
+}  // namespace
+}  // namespace hbtest
