@@ -179,8 +179,7 @@ binder_status_t Connection::transact(uint64_t target, transaction_code_t code, c
     header.dataSize = static_cast<uint32_t>(dataSize);
     header.objectCount = static_cast<uint32_t>(objects.size());
     // On failure the connection has ended, and with it this call (STATUS_DEAD_OBJECT).
-    writeMessage(wire::kTransaction, &header, sizeof(header), data.mData.data(), dataSize,
-                 objects);
+    writeMessage(wire::kTransaction, &header, sizeof(header), data.mData.data(), dataSize, objects);
     const binder_status_t status = waitForReply(&waiter, reply);
     if (oneway) {
         delete *reply;

@@ -173,8 +173,8 @@ private:
     void reject(const wire::TransactionHeader& header) EXCLUDES(mLock, mWriteLock);
     void rejectReply(uint64_t txnId) EXCLUDES(mLock);
     // Routes a resolved transaction: to a waiting thread, inline, or to the binder threads.
-    void route(std::unique_ptr<IncomingTransaction> task, uint64_t parentTxnId,
-               Dispatch* dispatch) EXCLUDES(mLock);
+    void route(std::unique_ptr<IncomingTransaction> task, uint64_t parentTxnId, Dispatch* dispatch)
+            EXCLUDES(mLock);
 
     // Copies a received parcel out of a frame and checks its object table against the data.
     static bool parseParcel(const uint8_t* data, uint32_t dataSize, const uint8_t* objects,
@@ -189,8 +189,7 @@ private:
     AIBinder* importObject(uint64_t id) REQUIRES(mLock);
     // Drops one peer reference to each of `ids`; objects nobody holds any more are released on
     // a binder thread. False when the peer holds no such reference.
-    bool dropExportsLocked(const std::vector<std::pair<uint64_t, uint32_t>>& drops)
-            REQUIRES(mLock);
+    bool dropExportsLocked(const std::vector<std::pair<uint64_t, uint32_t>>& drops) REQUIRES(mLock);
 
     void sendReply(uint64_t txnId, binder_status_t status, const AParcel& reply, bool rejected)
             EXCLUDES(mLock, mWriteLock);
@@ -215,12 +214,12 @@ private:
 
     mutable Mutex mLock;
     std::atomic<bool> mDead{false};  // written under mLock
-    std::atomic<uint64_t> mId{0};  // the loop's registration, set once by start()
+    std::atomic<uint64_t> mId{0};    // the loop's registration, set once by start()
     bool mRegistered GUARDED_BY(mLock) = false;
     bool mBroken GUARDED_BY(mLock) = false;
     bool mClosed GUARDED_BY(mLock) = false;
-    bool mReading GUARDED_BY(mLock) = false;  // someone holds mReadRole or is about to
-    bool mArmed GUARDED_BY(mLock) = false;    // the loop's registration reports something
+    bool mReading GUARDED_BY(mLock) = false;        // someone holds mReadRole or is about to
+    bool mArmed GUARDED_BY(mLock) = false;          // the loop's registration reports something
     bool mArmedForInput GUARDED_BY(mLock) = false;  // ... input, not only a hang-up
     bool mThrottled GUARDED_BY(mLock) = false;
     size_t mInFlight GUARDED_BY(mLock) = 0;

@@ -301,8 +301,8 @@ void Connection::route(std::unique_ptr<IncomingTransaction> task, uint64_t paren
 }
 
 void Connection::reject(const wire::TransactionHeader& header) {
-    ALOGW("transaction of %u bytes from pid %d does not fit in the receive buffer",
-          header.dataSize, mPeer.pid);
+    ALOGW("transaction of %u bytes from pid %d does not fit in the receive buffer", header.dataSize,
+          mPeer.pid);
     if ((header.flags & FLAG_ONEWAY) != 0) {
         sendComplete(header.txnId, STATUS_FAILED_TRANSACTION);
     } else {
@@ -347,8 +347,8 @@ bool Connection::completeReply(const wire::ReplyHeader& header, bool fits,
     if (waiter == nullptr) return false;  // a reply nobody asked for
     mPending.erase(std::find(mPending.begin(), mPending.end(), waiter));
     if (!fits) {
-        ALOGW("reply of %u bytes from pid %d does not fit in the receive buffer",
-              header.dataSize, mPeer.pid);
+        ALOGW("reply of %u bytes from pid %d does not fit in the receive buffer", header.dataSize,
+              mPeer.pid);
         // Turned away: the references it carried go back to the peer.
         for (const wire::WireObject& object : objects) {
             if (object.kind == wire::kSenderObject) queueDecRef(object.id);

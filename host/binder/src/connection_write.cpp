@@ -91,8 +91,8 @@ void Connection::onWritable() {
         if (mSocketClosed) return;
         ok = flushLocked();
         if (ok && mOutputBegin < mOutput.size()) {
-            mWriteWatched = EventLoop::instance().watchWritable(
-                    mId.load(std::memory_order_relaxed), mWriteFd.get(), true);
+            mWriteWatched = EventLoop::instance().watchWritable(mId.load(std::memory_order_relaxed),
+                                                                mWriteFd.get(), true);
             ok = mWriteWatched;
         }
     }

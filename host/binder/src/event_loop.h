@@ -28,8 +28,7 @@ public:
 
     // Watches `fd` for `connection` (armed for input); false when it cannot. `*id` names the
     // registration for the calls below.
-    bool add(const std::shared_ptr<Connection>& connection, int fd, uint64_t* id)
-            EXCLUDES(mLock);
+    bool add(const std::shared_ptr<Connection>& connection, int fd, uint64_t* id) EXCLUDES(mLock);
     // Stops watching; the loop forgets the connection.
     void remove(uint64_t id, int fd, int writeFd) EXCLUDES(mLock);
     // Reports the next input (or, without `input`, only the peer hanging up) once.

@@ -34,8 +34,7 @@ Census takeCensus() {
 std::string toString(const Census& census) {
     return "fds " + std::to_string(census.fds) + ", threads: pool " +
            std::to_string(census.poolThreads) + ", runtime " +
-           std::to_string(census.runtimeThreads) + ", other " +
-           std::to_string(census.otherThreads);
+           std::to_string(census.runtimeThreads) + ", other " + std::to_string(census.otherThreads);
 }
 
 int countFromEnv(const char* name, int fallback) {

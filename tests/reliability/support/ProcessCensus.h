@@ -7,9 +7,9 @@ namespace qarrel {
 
 struct Census {
     int fds = 0;
-    int poolThreads = 0;        // the binder runtime's pool ("hb:binder")
-    int runtimeThreads = 0;     // the runtime's own: its event loop and service listeners
-    int otherThreads = 0;       // everything else
+    int poolThreads = 0;     // the binder runtime's pool ("hb:binder")
+    int runtimeThreads = 0;  // the runtime's own: its event loop and service listeners
+    int otherThreads = 0;    // everything else
 };
 
 // The binder pool only grows, up to this many threads (the NDK's default cap), and keeps them.
