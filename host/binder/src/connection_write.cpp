@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "connection.h"
@@ -155,15 +156,19 @@ void Connection::flushDecRefs() {
         }
         entries.swap(mPendingDecRefs);
     }
-    if (entries.empty()) return;
-    wire::FrameHeader frame{static_cast<uint32_t>(sizeof(wire::FrameHeader) +
-                                                  entries.size() * sizeof(wire::DecRef)),
-                            wire::kDecRefs};
-    const iovec iov[] = {
-            {&frame, sizeof(frame)},
-            {entries.data(), entries.size() * sizeof(wire::DecRef)},
-    };
-    sendFrame(iov, 2);
+    // In frames a receiver never takes for oversized.
+    constexpr size_t kPerFrame = 1024;
+    for (size_t begin = 0; begin < entries.size(); begin += kPerFrame) {
+        const size_t count = std::min(kPerFrame, entries.size() - begin);
+        wire::FrameHeader frame{
+                static_cast<uint32_t>(sizeof(wire::FrameHeader) + count * sizeof(wire::DecRef)),
+                wire::kDecRefs};
+        const iovec iov[] = {
+                {&frame, sizeof(frame)},
+                {entries.data() + begin, count * sizeof(wire::DecRef)},
+        };
+        if (!sendFrame(iov, 2)) return;
+    }
 }
 
 }  // namespace hostbinder

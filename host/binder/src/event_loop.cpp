@@ -127,8 +127,7 @@ void EventLoop::rearmWorkSignal() {
     epoll_ctl(mEpoll.get(), EPOLL_CTL_MOD, mWorkEvent.get(), &event);
 }
 
-std::unique_ptr<Task> EventLoop::handle(uint64_t data, uint32_t events, bool binderThread,
-                                        bool* workSignal) {
+std::unique_ptr<Task> EventLoop::handle(uint64_t data, bool binderThread, bool* workSignal) {
     if (data == kWorkSignal) {
         *workSignal = true;
         return nullptr;
@@ -144,14 +143,13 @@ std::unique_ptr<Task> EventLoop::handle(uint64_t data, uint32_t events, bool bin
         connection->onWritable();
         return nullptr;
     }
-    (void)events;
     return connection->onReadable(binderThread);
 }
 
 std::unique_ptr<Task> EventLoop::waitAsBinderThread(bool* workSignal) {
     epoll_event event;
     if (epoll_wait(mEpoll.get(), &event, 1, -1) != 1) return nullptr;
-    return handle(event.data.u64, event.events, true, workSignal);
+    return handle(event.data.u64, true, workSignal);
 }
 
 void EventLoop::loopThread() {
@@ -161,7 +159,7 @@ void EventLoop::loopThread() {
         if (epoll_wait(mEpoll.get(), &event, 1, -1) != 1) continue;
         bool workSignal = false;
         // This thread serves nothing: what it reads goes to the binder threads' queue.
-        std::unique_ptr<Task> none = handle(event.data.u64, event.events, false, &workSignal);
+        std::unique_ptr<Task> none = handle(event.data.u64, false, &workSignal);
         if (workSignal) ThreadPool::instance().onWorkSignalOnLoopThread();
     }
 }

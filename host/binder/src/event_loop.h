@@ -52,8 +52,8 @@ private:
 
     [[noreturn]] void loopThread();
     // Handles one reported event.
-    std::unique_ptr<Task> handle(uint64_t data, uint32_t events, bool binderThread,
-                                 bool* workSignal) EXCLUDES(mLock);
+    std::unique_ptr<Task> handle(uint64_t data, bool binderThread, bool* workSignal)
+            EXCLUDES(mLock);
 
     UniqueFd mEpoll;
     UniqueFd mWorkEvent;
