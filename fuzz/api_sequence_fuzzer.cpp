@@ -38,6 +38,7 @@
 #include "support/FuzzSupport.h"
 #include "support/RecordingCallbacks.h"
 #include "support/ScriptedJorv.h"
+#include "support/ServiceDir.h"
 #include "support/ServiceEnv.h"
 #include "wrapper/ActionLookup.h"
 

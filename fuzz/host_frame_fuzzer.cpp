@@ -43,6 +43,7 @@
 
 #include "parcel_internal.h"
 #include "support/FuzzSupport.h"
+#include "support/ServiceDir.h"
 #include "wire.h"
 
 namespace {

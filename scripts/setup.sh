@@ -7,6 +7,7 @@ set -euo pipefail
 packages=(
     cmake
     ninja-build
+    blueprint-tools        # bpfmt, to check the format of Android.bp
     g++
     clang
     libclang-rt-14-dev     # sanitizer and libFuzzer runtimes for clang

@@ -29,6 +29,13 @@ if [[ -f "${ROOT}/tests/tsan.supp" ]]; then
 fi
 export TSAN_OPTIONS
 
+# Android.bp is only built on a device tree; here its layout is held to bpfmt's.
+if ! bpfmt_diff="$(bpfmt -d Android.bp 2>&1)" || [[ -n "${bpfmt_diff}" ]]; then
+    echo "==> Android.bp is not as bpfmt writes it (fix: bpfmt -w Android.bp):" >&2
+    echo "${bpfmt_diff}" >&2
+    exit 1
+fi
+
 for preset in "${presets[@]}"; do
     case "${preset}" in
         clang | fuzz)

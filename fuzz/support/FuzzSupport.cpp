@@ -1,13 +1,10 @@
 #include "FuzzSupport.h"
 
 #include <android/log.h>
-#include <hostbinder/control.h>
-#include <stdlib.h>
 
 #include <cstdio>
-#include <filesystem>
+#include <cstdlib>
 #include <optional>
-#include <system_error>
 
 namespace qarfuzz {
 namespace {
@@ -17,16 +14,6 @@ void dropLine(const __android_logger_data* /*data*/, const char* /*message*/) {}
 std::optional<std::string> consumeOptionalText(FuzzedDataProvider& provider, size_t maxText) {
     if (!provider.ConsumeBool()) return std::nullopt;
     return consumeSendableText(provider, maxText);
-}
-
-std::string& serviceDir() {
-    static std::string* const dir = new std::string;
-    return *dir;
-}
-
-void removeServiceDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(serviceDir(), ignored);
 }
 
 }  // namespace
@@ -59,16 +46,6 @@ std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t
         record.extra = consumeOptionalText(provider, maxText);
     }
     return records;
-}
-
-std::string usePrivateServiceDir() {
-    char pattern[] = "/tmp/qar-fuzz-XXXXXX";
-    check(mkdtemp(pattern) != nullptr, "cannot create a service directory");
-    serviceDir() = pattern;
-    HostBinder_setServiceDir(pattern);
-    HostBinder_declareInstance("vendor.vemra.hardware.jorv.IJorv/default");
-    std::atexit(removeServiceDir);
-    return pattern;
 }
 
 }  // namespace qarfuzz

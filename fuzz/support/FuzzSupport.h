@@ -1,7 +1,8 @@
 #pragma once
 
 // Helpers shared by the fuzzers: failing loudly on a broken promise, keeping the library's log
-// lines out of the way, decoding service records, and a private service directory.
+// lines out of the way, decoding service records. They need nothing of the host runtime, so the
+// device fuzzers use them too.
 
 #include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
 #include <fuzzer/FuzzedDataProvider.h>
@@ -31,9 +32,5 @@ std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength);
 // says, texts of up to `maxText` bytes.
 std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords = 8,
                                             size_t maxText = 48);
-
-// Creates a fresh service directory for this process, declares the client library's instance in
-// it, and removes the directory at exit. Returns its path.
-std::string usePrivateServiceDir();
 
 }  // namespace qarfuzz

@@ -1,5 +1,5 @@
-// Resource and scene-action requests: validation, which argument lands in which parcel field, and
-// what a failed call does to the connection.
+// Resource and scene-action requests against a service: which argument lands in which parcel field,
+// what an invalid list sends, and what a failed call does to the connection.
 
 #include <gtest/gtest.h>
 
@@ -16,29 +16,6 @@ namespace {
 using jorvHalclient::ResourceList;
 using QarClient::Resource;
 constexpr char kTag[] = "JORVFramework-lib-vendor";
-
-TEST(CheckResourceListTest, Rules) {
-    struct Case {
-        const char* name;
-        ResourceList list;
-        bool valid;
-    };
-    const std::vector<Case> cases = {
-            {"empty list", {}, true},
-            {"id with value, then id 0 without", {{5, "x"}, {0, std::nullopt}}, true},
-            {"id without value", {{5, std::nullopt}}, false},
-            {"id with empty value", {{5, ""}}, false},
-            {"id 0 with text", {{0, "x"}}, false},
-            {"id 0 with empty text", {{0, ""}}, true},
-            {"negative id with value", {{-7, "1"}}, true},
-            {"failure after valid elements", {{1, "a"}, {2, "b"}, {3, std::nullopt}}, false},
-    };
-    for (Case c : cases) {
-        const ResourceList before = c.list;
-        EXPECT_EQ(checkResourceList(c.list), c.valid) << c.name;
-        EXPECT_EQ(c.list.size(), before.size()) << c.name;
-    }
-}
 
 class ResourceControlTest : public ::testing::Test {
 protected:
