@@ -17,6 +17,8 @@ packages=(
     android-liblog-dev     # host build of liblog, used by the binder runtime
     android-libcutils-dev  # host build of libcutils, used by the client library
     binutils               # nm, for checking exported symbols
+    abigail-tools          # abidw, abidiff: the ABI gate (scripts/abi-check.sh)
+    python3                # the ABI gate's baseline writer
 )
 
 missing=()

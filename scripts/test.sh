@@ -52,6 +52,10 @@ for preset in "${presets[@]}"; do
     cmake --build --preset "${preset}"
     echo "==> [${preset}] test"
     ctest --preset "${preset}" --parallel "${jobs}"
+    if [[ "${preset}" == default ]]; then
+        echo "==> [${preset}] ABI gate"
+        scripts/abi-check.sh build/default
+    fi
 done
 
 echo "==> all passed: ${presets[*]}"
