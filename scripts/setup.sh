@@ -16,6 +16,8 @@ packages=(
     android-liblog-dev     # host build of liblog, used by the binder runtime
     android-libcutils-dev  # host build of libcutils, used by the client library
     binutils               # nm, for checking exported symbols
+    aidl                   # AIDL compiler, for scripts/aidl-check.sh
+    python3                # scripts/aidl-check.sh compares its output with host/jorv
 )
 
 missing=()
