@@ -25,6 +25,7 @@
 #include <android/binder_process.h>
 #include <dirent.h>
 #include <fuzzer/FuzzedDataProvider.h>
+#include <hostjorv/meta_transactions.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -311,8 +312,8 @@ transaction_code_t consumeCode(FuzzedDataProvider& provider) {
             return FIRST_CALL_TRANSACTION + provider.ConsumeIntegralInRange<uint32_t>(0, 13);
         case 1:
             return provider.PickValueInArray({kPing, kInterface,
-                                              jorv::IJorv::TRANSACTION_getInterfaceVersion,
-                                              jorv::IJorv::TRANSACTION_getInterfaceHash});
+                                              hostjorv::kGetInterfaceVersionTransaction,
+                                              hostjorv::kGetInterfaceHashTransaction});
         default:
             return provider.ConsumeIntegral<uint32_t>();
     }

@@ -18,7 +18,8 @@ packages=(
     android-libcutils-dev  # host build of libcutils, used by the client library
     binutils               # nm, for checking exported symbols
     abigail-tools          # abidw, abidiff: the ABI gate (scripts/abi-check.sh)
-    python3                # the ABI gate's baseline writer
+    aidl                   # AIDL compiler, for scripts/aidl-check.sh
+    python3                # the two gates' comparison and baseline scripts
 )
 
 missing=()

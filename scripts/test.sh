@@ -12,6 +12,9 @@ cd "${ROOT}"
 
 scripts/setup.sh
 
+# Before any build: host/jorv must have the shape of the code generated from aidl/.
+scripts/aidl-check.sh
+
 if (($# > 0)); then
     presets=("$@")
 else

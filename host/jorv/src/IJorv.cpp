@@ -6,6 +6,7 @@
 #include <aidl/vendor/vemra/hardware/jorv/BpJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_stability.h>
+#include <hostjorv/meta_transactions.h>
 
 #include <memory>
 #include <mutex>
@@ -244,7 +245,7 @@ binder_status_t onTransactJorv(AIBinder* binder, transaction_code_t code, const 
             // A oneway call has no reply to write.
             return STATUS_OK;
         }
-        case IJorv::TRANSACTION_getInterfaceVersion: {
+        case hostjorv::kGetInterfaceVersionTransaction: {
             int32_t _aidl_return = 0;
             internal::CallLog<BnJorv::TransactionLog> log(BnJorv::logFunc);
             ::ndk::ScopedAStatus status = impl->getInterfaceVersion(&_aidl_return);
@@ -254,7 +255,7 @@ binder_status_t onTransactJorv(AIBinder* binder, transaction_code_t code, const 
             }
             return internal::reply(out, status, _aidl_return);
         }
-        case IJorv::TRANSACTION_getInterfaceHash: {
+        case hostjorv::kGetInterfaceHashTransaction: {
             std::string _aidl_return;
             internal::CallLog<BnJorv::TransactionLog> log(BnJorv::logFunc);
             ::ndk::ScopedAStatus status = impl->getInterfaceHash(&_aidl_return);
@@ -280,8 +281,7 @@ AIBinder_Class* jorvClass() {
 // Registered while the library loads, so that the class exists before any binder arrives.
 [[maybe_unused]] AIBinder_Class* const gJorvClass = jorvClass();
 
-std::mutex gDefaultImplMutex;
-std::shared_ptr<IJorv> gDefaultImpl;  // guarded by gDefaultImplMutex
+internal::DefaultImplSlot<IJorv> gDefaultImpl;
 
 }  // namespace
 
@@ -541,7 +541,7 @@ BpJorv::~BpJorv() {}
     }
     internal::CallLog<TransactionLog> log(logFunc);
     ::ndk::ScopedAStatus status = internal::transact<IJorv>(
-            asBinder(), TRANSACTION_getInterfaceVersion, 0, internal::noArgs,
+            asBinder(), hostjorv::kGetInterfaceVersionTransaction, 0, internal::noArgs,
             [&](const AParcel* out) { return ::ndk::AParcel_readData(out, _aidl_return); },
             [&](IJorv& impl) { return impl.getInterfaceVersion(_aidl_return); });
     if (status.isOk()) _aidl_cached_version.store(*_aidl_return, std::memory_order_relaxed);
@@ -562,7 +562,7 @@ BpJorv::~BpJorv() {}
     }
     internal::CallLog<TransactionLog> log(logFunc);
     ::ndk::ScopedAStatus status = internal::transact<IJorv>(
-            asBinder(), TRANSACTION_getInterfaceHash, 0, internal::noArgs,
+            asBinder(), hostjorv::kGetInterfaceHashTransaction, 0, internal::noArgs,
             [&](const AParcel* out) { return ::ndk::AParcel_readData(out, _aidl_return); },
             [&](IJorv& impl) { return impl.getInterfaceHash(_aidl_return); });
     if (status.isOk()) {
@@ -626,15 +626,11 @@ binder_status_t IJorv::readFromParcel(const AParcel* parcel, std::shared_ptr<IJo
 }
 
 bool IJorv::setDefaultImpl(const std::shared_ptr<IJorv>& impl) {
-    if (impl == nullptr) return false;
-    std::lock_guard<std::mutex> lock(gDefaultImplMutex);
-    gDefaultImpl = impl;
-    return true;
+    return gDefaultImpl.set(impl);
 }
 
-std::shared_ptr<IJorv> IJorv::getDefaultImpl() {
-    std::lock_guard<std::mutex> lock(gDefaultImplMutex);
-    return gDefaultImpl;
+const std::shared_ptr<IJorv>& IJorv::getDefaultImpl() {
+    return gDefaultImpl.get();
 }
 
 // ---- IJorvDefault ---------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include <aidl/vendor/vemra/hardware/jorv/BpJorvCallback.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
 #include <android/binder_stability.h>
+#include <hostjorv/meta_transactions.h>
 
 #include <memory>
 #include <mutex>
@@ -45,7 +46,7 @@ binder_status_t onTransactJorvCallback(AIBinder* binder, transaction_code_t code
             }
             return internal::reply(out, status);
         }
-        case IJorvCallback::TRANSACTION_getInterfaceVersion: {
+        case hostjorv::kGetInterfaceVersionTransaction: {
             int32_t _aidl_return = 0;
             internal::CallLog<BnJorvCallback::TransactionLog> log(BnJorvCallback::logFunc);
             ::ndk::ScopedAStatus status = impl->getInterfaceVersion(&_aidl_return);
@@ -55,7 +56,7 @@ binder_status_t onTransactJorvCallback(AIBinder* binder, transaction_code_t code
             }
             return internal::reply(out, status, _aidl_return);
         }
-        case IJorvCallback::TRANSACTION_getInterfaceHash: {
+        case hostjorv::kGetInterfaceHashTransaction: {
             std::string _aidl_return;
             internal::CallLog<BnJorvCallback::TransactionLog> log(BnJorvCallback::logFunc);
             ::ndk::ScopedAStatus status = impl->getInterfaceHash(&_aidl_return);
@@ -81,8 +82,7 @@ AIBinder_Class* jorvCallbackClass() {
 // Registered while the library loads, so that the class exists before any binder arrives.
 [[maybe_unused]] AIBinder_Class* const gJorvCallbackClass = jorvCallbackClass();
 
-std::mutex gDefaultImplMutex;
-std::shared_ptr<IJorvCallback> gDefaultImpl;  // guarded by gDefaultImplMutex
+internal::DefaultImplSlot<IJorvCallback> gDefaultImpl;
 
 }  // namespace
 
@@ -114,7 +114,7 @@ BpJorvCallback::~BpJorvCallback() {}
     }
     internal::CallLog<TransactionLog> log(logFunc);
     ::ndk::ScopedAStatus status = internal::transact<IJorvCallback>(
-            asBinder(), TRANSACTION_getInterfaceVersion, 0, internal::noArgs,
+            asBinder(), hostjorv::kGetInterfaceVersionTransaction, 0, internal::noArgs,
             [&](const AParcel* out) { return ::ndk::AParcel_readData(out, _aidl_return); },
             [&](IJorvCallback& impl) { return impl.getInterfaceVersion(_aidl_return); });
     if (status.isOk()) _aidl_cached_version.store(*_aidl_return, std::memory_order_relaxed);
@@ -135,7 +135,7 @@ BpJorvCallback::~BpJorvCallback() {}
     }
     internal::CallLog<TransactionLog> log(logFunc);
     ::ndk::ScopedAStatus status = internal::transact<IJorvCallback>(
-            asBinder(), TRANSACTION_getInterfaceHash, 0, internal::noArgs,
+            asBinder(), hostjorv::kGetInterfaceHashTransaction, 0, internal::noArgs,
             [&](const AParcel* out) { return ::ndk::AParcel_readData(out, _aidl_return); },
             [&](IJorvCallback& impl) { return impl.getInterfaceHash(_aidl_return); });
     if (status.isOk()) {
@@ -201,15 +201,11 @@ binder_status_t IJorvCallback::readFromParcel(const AParcel* parcel,
 }
 
 bool IJorvCallback::setDefaultImpl(const std::shared_ptr<IJorvCallback>& impl) {
-    if (impl == nullptr) return false;
-    std::lock_guard<std::mutex> lock(gDefaultImplMutex);
-    gDefaultImpl = impl;
-    return true;
+    return gDefaultImpl.set(impl);
 }
 
-std::shared_ptr<IJorvCallback> IJorvCallback::getDefaultImpl() {
-    std::lock_guard<std::mutex> lock(gDefaultImplMutex);
-    return gDefaultImpl;
+const std::shared_ptr<IJorvCallback>& IJorvCallback::getDefaultImpl() {
+    return gDefaultImpl.get();
 }
 
 // ---- IJorvCallbackDefault --------------------------------------------------------------------

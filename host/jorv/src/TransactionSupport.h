@@ -11,9 +11,11 @@
 #include <android/binder_status.h>
 #include <android/binder_to_string.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -52,7 +54,7 @@ template <typename Interface, typename WriteArgs, typename ReadReply, typename C
     ::ndk::ScopedAParcel out;
     ret = AIBinder_transact(binder.get(), code, in.getR(), out.getR(), flags);
     if (ret == STATUS_UNKNOWN_TRANSACTION) {
-        std::shared_ptr<Interface> defaultImpl = Interface::getDefaultImpl();
+        const std::shared_ptr<Interface>& defaultImpl = Interface::getDefaultImpl();
         if (defaultImpl != nullptr) return callDefault(*defaultImpl);
     }
     if (ret != STATUS_OK) return ::ndk::ScopedAStatus::fromStatus(ret);
@@ -66,6 +68,35 @@ template <typename Interface, typename WriteArgs, typename ReadReply, typename C
     if (ret != STATUS_OK) return ::ndk::ScopedAStatus::fromStatus(ret);
     return status;
 }
+
+/*
+ * Where an interface keeps its default implementation. getDefaultImpl hands out a reference, so the
+ * pointer may never change once readers can see it: only the first non-null implementation is
+ * taken, and it is published with release ordering so that a reader that sees it set also sees the
+ * object it points to.
+ */
+template <typename Interface>
+class DefaultImplSlot {
+public:
+    bool set(const std::shared_ptr<Interface>& impl) {
+        if (impl == nullptr) return false;
+        std::lock_guard<std::mutex> lock(mMutex);
+        if (mSet.load(std::memory_order_relaxed)) return false;
+        mImpl = impl;
+        mSet.store(true, std::memory_order_release);
+        return true;
+    }
+
+    const std::shared_ptr<Interface>& get() const {
+        return mSet.load(std::memory_order_acquire) ? mImpl : mNone;
+    }
+
+private:
+    std::mutex mMutex;  // serialises set()
+    std::atomic<bool> mSet{false};
+    std::shared_ptr<Interface> mImpl;  // written once, before mSet
+    const std::shared_ptr<Interface> mNone;
+};
 
 /*
  * Writes the reply of a served call: the status, then the out values when the status is ok. A

@@ -8,7 +8,10 @@
 #include <android/binder_interface_utils.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,6 +49,31 @@ public:
 
 protected:
     ::ndk::SpAIBinder createBinder() override;
+};
+
+// A BnJorvCallback that hands every call of the interface to another IJorvCallback, e.g. to publish
+// an implementation under a binder of its own. The version and hash are answered by BnJorvCallback
+// itself, so the implementation must be of this version: the constructor aborts otherwise.
+class IJorvCallbackDelegator : public BnJorvCallback {
+public:
+    explicit IJorvCallbackDelegator(const std::shared_ptr<IJorvCallback>& impl) : _impl(impl) {
+        int32_t implVersion = 0;
+        if (!impl->getInterfaceVersion(&implVersion).isOk() ||
+            implVersion != IJorvCallback::version) {
+            std::fprintf(stderr, "IJorvCallbackDelegator: the implementation is not version %d\n",
+                         static_cast<int>(IJorvCallback::version));
+            std::abort();
+        }
+    }
+
+    ::ndk::ScopedAStatus onCallback(
+            const std::vector<::aidl::vendor::vemra::hardware::jorv::JorvRequestData>& in_data)
+            override {
+        return _impl->onCallback(in_data);
+    }
+
+private:
+    std::shared_ptr<IJorvCallback> _impl;
 };
 
 }  // namespace jorv

@@ -38,8 +38,11 @@ namespace vemra {
 namespace hardware {
 namespace jorv {
 
+class IJorvDelegator;
+
 class IJorv : public ::ndk::ICInterface {
 public:
+    typedef IJorvDelegator DefaultDelegator;
     static const char* descriptor;
     IJorv();
     virtual ~IJorv();
@@ -60,17 +63,16 @@ public:
     static constexpr uint32_t TRANSACTION_setRelatedSysInfo = FIRST_CALL_TRANSACTION + 11;
     static constexpr uint32_t TRANSACTION_ruleCtl = FIRST_CALL_TRANSACTION + 12;
     static constexpr uint32_t TRANSACTION_requestOneWay = FIRST_CALL_TRANSACTION + 13;
-    static constexpr uint32_t TRANSACTION_getInterfaceVersion = FIRST_CALL_TRANSACTION + 16777214;
-    static constexpr uint32_t TRANSACTION_getInterfaceHash = FIRST_CALL_TRANSACTION + 16777213;
 
     // The interface behind `binder`: the local object itself, or a proxy; null when the binder is
     // null or is not an IJorv.
     static std::shared_ptr<IJorv> fromBinder(const ::ndk::SpAIBinder& binder);
     static binder_status_t writeToParcel(AParcel* parcel, const std::shared_ptr<IJorv>& instance);
     static binder_status_t readFromParcel(const AParcel* parcel, std::shared_ptr<IJorv>* instance);
-    // Serves calls the remote side does not know (an older version); false when `impl` is null.
+    // Serves calls the remote side does not know (an older version). Only the first non-null
+    // `impl` is taken; later calls, and a null `impl`, return false.
     static bool setDefaultImpl(const std::shared_ptr<IJorv>& impl);
-    static std::shared_ptr<IJorv> getDefaultImpl();
+    static const std::shared_ptr<IJorv>& getDefaultImpl();
 
     virtual ::ndk::ScopedAStatus init() = 0;
     virtual ::ndk::ScopedAStatus request(

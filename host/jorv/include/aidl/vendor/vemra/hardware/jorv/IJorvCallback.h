@@ -34,8 +34,11 @@ namespace vemra {
 namespace hardware {
 namespace jorv {
 
+class IJorvCallbackDelegator;
+
 class IJorvCallback : public ::ndk::ICInterface {
 public:
+    typedef IJorvCallbackDelegator DefaultDelegator;
     static const char* descriptor;
     IJorvCallback();
     virtual ~IJorvCallback();
@@ -43,8 +46,6 @@ public:
     static const int32_t version = 1;
     static inline const std::string hash = "cae43655eaf0af39cbb6d273c5e2206eebe33a10";
     static constexpr uint32_t TRANSACTION_onCallback = FIRST_CALL_TRANSACTION + 0;
-    static constexpr uint32_t TRANSACTION_getInterfaceVersion = FIRST_CALL_TRANSACTION + 16777214;
-    static constexpr uint32_t TRANSACTION_getInterfaceHash = FIRST_CALL_TRANSACTION + 16777213;
 
     // The interface behind `binder`: the local object itself, or a proxy; null when the binder is
     // null or is not an IJorvCallback.
@@ -53,9 +54,10 @@ public:
                                          const std::shared_ptr<IJorvCallback>& instance);
     static binder_status_t readFromParcel(const AParcel* parcel,
                                           std::shared_ptr<IJorvCallback>* instance);
-    // Serves calls the remote side does not know (an older version); false when `impl` is null.
+    // Serves calls the remote side does not know (an older version). Only the first non-null
+    // `impl` is taken; later calls, and a null `impl`, return false.
     static bool setDefaultImpl(const std::shared_ptr<IJorvCallback>& impl);
-    static std::shared_ptr<IJorvCallback> getDefaultImpl();
+    static const std::shared_ptr<IJorvCallback>& getDefaultImpl();
 
     virtual ::ndk::ScopedAStatus onCallback(
             const std::vector<::aidl::vendor::vemra::hardware::jorv::JorvRequestData>& in_data) = 0;
