@@ -3,8 +3,8 @@
 # the tree made in a temporary directory:
 #   1. unchanged: the gate passes (also shows that the checkout path does not matter);
 #   2. a field added to QarClient::Resource: the gate fails and names the field;
-#   3. a virtual function added before IClientCallback::onCallback, which moves it to another
-#      vtable slot: the gate fails and reports the slot change.
+#   3. IClientCallback's virtual functions reordered (onCallback before the destructor), which moves
+#      onCallback to another vtable slot: the gate fails and reports the slot change.
 # The tree itself is not touched. Only the library and what it links are built, incrementally
 # between the steps.
 #
@@ -78,12 +78,14 @@ plant include/QarResource.h \
 build_library "field added"
 expect_gate 1 "'int32_t abiGateProbe', at offset"
 
-echo "== a virtual function added before IClientCallback::onCallback"
+echo "== IClientCallback's virtual functions reordered"
 cp "${work}/QarResource.h" "${copy}/include/QarResource.h"
-plant include/JorvClientCallback.h \
-    's/^\(    virtual void onCallback(std::list<QarClient::Resource> resources) = 0;\)$/    virtual void abiGateProbe() {}\n\1/' \
-    abiGateProbe
-build_library "virtual function added"
-expect_gate 1 "IClientCallback::onCallback(.*) changed from 2 to 3"
+sed -i -e '/^    virtual ~IClientCallback() = default;$/{h;d}' \
+    -e '/^    virtual void onCallback(std::list<QarClient::Resource> resources) = 0;$/G' \
+    "${copy}/include/JorvClientCallback.h"
+grep -A1 'virtual void onCallback(std::list' "${copy}/include/JorvClientCallback.h" |
+    grep -q '~IClientCallback' || fail "could not reorder IClientCallback's virtual functions"
+build_library "virtual functions reordered"
+expect_gate 1 "IClientCallback::onCallback(.*) changed from 2 to 0"
 
 echo "PASS: the gate passes the unchanged library and fails both planted breaks"
