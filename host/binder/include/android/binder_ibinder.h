@@ -62,7 +62,7 @@ binder_status_t AIBinder_ping(AIBinder* binder);
 binder_status_t AIBinder_dump(AIBinder* binder, int fd, const char** args, uint32_t numArgs);
 
 /*
- * Death notification. The recipient's callback runs once per link, on a runtime thread, when the
+ * Death notification. The recipient's callback runs once per link, on a binder thread, when the
  * peer dies; then the on-unlinked callback (if set) runs. Linking a dead proxy gives
  * STATUS_DEAD_OBJECT, a local object STATUS_INVALID_OPERATION.
  */
