@@ -86,6 +86,25 @@ std::string quote(const std::string& text) {
     return out;
 }
 
+std::string jsonString(const std::string& text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (byte < 0x20 || byte >= 0x7f) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
+            out += escaped;
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
+    return out;
+}
+
 std::string formatId(int32_t id) {
     if (id > -kDecimalIdLimit && id < kDecimalIdLimit) return std::to_string(id);
     char hex[16];

@@ -18,6 +18,9 @@ namespace jorvsim {
 const char* requestTypeName(int32_t type);
 // "text" with backslash escapes for quotes, backslashes and control or non-ASCII bytes.
 std::string quote(const std::string& text);
+// "text" as a JSON string: control bytes and bytes past ASCII as \u00XX (each byte stands for
+// itself, so the result is valid JSON whatever the text holds).
+std::string jsonString(const std::string& text);
 // Decimal when small (command codes, counts), 0x%08x otherwise (resource opcodes).
 std::string formatId(int32_t id);
 // {id=... int=... value="..." path="..." extra="..."}: int only when not 0, texts only when

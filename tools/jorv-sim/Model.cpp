@@ -30,11 +30,26 @@ std::string describe(const ActiveRequest& request) {
     return text;
 }
 
+// The timeline's name for a request: what it does, then the resources it sets.
+std::string sliceName(const ActiveRequest& request) {
+    std::string name = requestTypeName(request.type);
+    if (request.type == RequestType::kSceneAction) name = "action";
+    if (request.command.has_value()) name += " " + formatId(*request.command);
+    for (const JorvRequestData& record : request.resources) {
+        std::optional<ResourceKey> key = ResourceKey::of(record);
+        if (!key.has_value()) continue;
+        name += " " + key->toString();
+        if (record.value.has_value()) name += "=" + *record.value;
+    }
+    return name;
+}
+
 }  // namespace
 
-Model::Model(const Clock& clock, ModelOptions options)
+Model::Model(const Clock& clock, ModelOptions options, Trace* trace)
     : mClock(clock),
       mOrigin(clock.now()),
+      mTrace(trace),
       mProperties(std::move(options.properties)),
       mHistory(options.historyCapacity, options.historyEnabled) {}
 
@@ -107,11 +122,13 @@ Status Model::acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
                 effects->notifications.push_back(std::move(n));
             }
             *handle = allocateHandleLocked();
+            if (mTrace != nullptr) mTrace->instant(0, "thermal levels", formatRecords(data));
             recordLocked("thermal pid=" + std::to_string(pid) + " levels=" + formatRecords(data));
             break;
         }
         case RequestType::kNotification:
             *handle = allocateHandleLocked();
+            if (mTrace != nullptr) mTrace->instant(pid, "notification", formatRecords(data));
             recordLocked("notify pid=" + std::to_string(pid) + " data=" + formatRecords(data));
             break;
         case RequestType::kState:
@@ -185,6 +202,7 @@ void Model::startLocked(const JorvRequestParcel& parcel, pid_t pid, std::optiona
         effects->notifications.push_back(
                 Notification{request.handle, parcel.callback, std::move(outcome)});
     }
+    if (mTrace != nullptr) mTrace->begin(request.handle, pid, sliceName(request));
     mRequests.add(std::move(request));
     notifyLocked(changes, effects);
     recordLocked(std::move(text));
@@ -219,6 +237,7 @@ Status Model::release(int32_t handle, pid_t pid, int32_t* result, Effects* effec
     std::optional<ActiveRequest> request = mRequests.remove(handle);
     if (request.has_value()) {
         *result = 0;
+        if (mTrace != nullptr) mTrace->end(handle, "released", mClock.now());
         notifyLocked(mValues.withdraw(Owner::request(handle)), effects);
     }
     recordLocked("release handle=" + std::to_string(handle) + " pid=" + std::to_string(pid) +
@@ -292,6 +311,7 @@ Status Model::listeningRegister(const JorvRequestParcel& parcel,
     listening.callback = callback;
     listening.pid = pid;
     *handle = listening.handle;
+    if (mTrace != nullptr) mTrace->registration(listening.handle, pid);
     recordLocked("listen handle=" + std::to_string(listening.handle) +
                  " pid=" + std::to_string(pid) + " data=" + formatRecords(parcel.dataList));
     mListenings.add(std::move(listening));
@@ -325,6 +345,7 @@ Status Model::thermalListeningRegister(const std::vector<int32_t>& ids,
     }
     ThermalListening listening{allocateHandleLocked(), ids, callback, pid};
     *handle = listening.handle;
+    if (mTrace != nullptr) mTrace->registration(listening.handle, pid);
     recordLocked("thermal-listen handle=" + std::to_string(listening.handle) +
                  " pid=" + std::to_string(pid) + " ids=" + formatInts(ids));
     mThermal.add(std::move(listening));
@@ -388,6 +409,10 @@ Status Model::ruleCtl(int32_t ruleId, int32_t status, const DataList& data, pid_
     notifyLocked(mValues.set(Owner::rule(ruleId), values), effects);
     mRules.set(std::move(rule));
     *result = 0;
+    if (mTrace != nullptr) {
+        mTrace->instant(0, "rule " + std::to_string(ruleId) + (status != 0 ? " on" : " off"),
+                        "pid=" + std::to_string(pid) + " data=" + formatRecords(data));
+    }
     recordLocked("rule " + std::to_string(ruleId) + (status != 0 ? " on" : " off") +
                  " status=" + std::to_string(status) + " pid=" + std::to_string(pid) +
                  " data=" + formatRecords(data));
@@ -414,6 +439,7 @@ void Model::forgetRegistration(int32_t handle, Effects* effects) {
     }
     if (callback == nullptr) return;
     effects->released.push_back(std::move(callback));
+    if (mTrace != nullptr) mTrace->death(handle, "its callback is unreachable");
     effects->events.push_back("dropped registration handle=" + std::to_string(handle) +
                               ": its callback is unreachable");
     recordLocked("drop-registration handle=" + std::to_string(handle));
@@ -427,6 +453,9 @@ std::vector<std::string> Model::dump(int32_t code) const {
 void Model::expireDueLocked(Effects* effects) {
     for (const ActiveRequest& request : mRequests.takeExpired(mClock.now())) {
         effects->events.push_back("expired " + describe(request));
+        if (mTrace != nullptr) {
+            mTrace->end(request.handle, "expired", request.expiry.value_or(mClock.now()));
+        }
         recordLocked("expire " + describe(request));
         notifyLocked(mValues.withdraw(Owner::request(request.handle)), effects);
     }
@@ -446,6 +475,9 @@ int32_t Model::allocateHandleLocked() {
 }
 
 void Model::notifyLocked(const std::vector<Change>& changes, Effects* effects) {
+    if (mTrace != nullptr) {
+        for (const Change& change : changes) mTrace->value(change.key, change.after);
+    }
     for (Notification& n : mListenings.notify(changes)) {
         effects->notifications.push_back(std::move(n));
     }

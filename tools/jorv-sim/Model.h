@@ -23,6 +23,7 @@
 #include "RequestTable.h"
 #include "Rules.h"
 #include "Thermal.h"
+#include "Trace.h"
 
 namespace jorvsim {
 
@@ -54,7 +55,9 @@ struct ModelOptions {
 // Every call first ends the requests whose time is up, so no answer shows an expired request.
 class Model {
 public:
-    explicit Model(const Clock& clock, ModelOptions options = {});
+    // `trace`, when given, records the timeline (requests, values, rules, thermal levels,
+    // notifications and deaths); it must outlive the model.
+    explicit Model(const Clock& clock, ModelOptions options = {}, Trace* trace = nullptr);
     Model(const Model&) = delete;
     Model& operator=(const Model&) = delete;
 
@@ -118,6 +121,7 @@ private:
 
     const Clock& mClock;
     const TimePoint mOrigin;
+    Trace* const mTrace;
     mutable Mutex mLock;
     int32_t mNextHandle GUARDED_BY(mLock) = 1;
     RequestTable mRequests GUARDED_BY(mLock);

@@ -160,6 +160,8 @@ ParsedOptions parseOptions(const std::vector<std::string>& args) {
             o.dieWithParent = true;
         } else if (flag == "--dir") {
             if (!value(&o.dir) || o.dir.empty()) error = "--dir needs a directory";
+        } else if (flag == "--trace") {
+            if (!value(&o.trace) || o.trace.empty()) error = "--trace needs a file";
         } else if (flag == "--property") {
             const size_t eq = value(&text) ? text.find('=') : std::string::npos;
             if (eq == std::string::npos || eq == 0 ||
@@ -207,6 +209,7 @@ service directory and prints one line per transaction on standard output (see RE
 
   --dir DIR              service directory (default: $HOSTBINDER_DIR, else /tmp/hostbinder-<uid>)
   --no-declare           do not add the instance to DIR/manifest
+  --trace FILE           at stop, write a timeline of the run to FILE (Trace Event JSON)
   --property NAME=VALUE  start with this property set (repeatable)
   --history-size N       history records kept (default 256)
   --history-off          start with history recording off

@@ -12,7 +12,8 @@ namespace jorvsim {
 struct Options {
     ModelOptions model;
     FaultOptions faults;
-    std::string dir;  // empty: $HOSTBINDER_DIR, else the runtime's default
+    std::string dir;    // empty: $HOSTBINDER_DIR, else the runtime's default
+    std::string trace;  // empty: no timeline is recorded
     bool declare = true;
     bool dieWithParent = false;
     bool help = false;

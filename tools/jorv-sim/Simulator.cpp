@@ -26,8 +26,10 @@ std::string serviceDir() {
 
 Simulator::Simulator(const Options& options, FILE* out, FILE* log, std::function<void()> exitDue)
     : mDeclare(options.declare),
+      mTracePath(options.trace),
+      mTrace(options.trace.empty() ? nullptr : std::make_unique<Trace>(mClock)),
       mTranscript(out, log, mClock),
-      mModel(mClock, options.model),
+      mModel(mClock, options.model, mTrace.get()),
       mFaults(options.faults),
       mGate(std::make_shared<CallGate>()),
       mDispatcher([this](const Notification& n, const ::ndk::ScopedAStatus& status) {
@@ -97,6 +99,11 @@ bool Simulator::stop() {
     return idle;
 }
 
+bool Simulator::writeTrace(std::string* error) const {
+    if (mTrace == nullptr) return true;
+    return mTrace->write(mTracePath, error);
+}
+
 void Simulator::apply(Effects effects) {
     for (const std::string& event : effects.events) mTranscript.event(event);
     for (const std::string& line : effects.log) mTranscript.log(line);
@@ -110,6 +117,10 @@ void Simulator::apply(Effects effects) {
 void Simulator::reportCallback(const Notification& notification,
                                const ::ndk::ScopedAStatus& status) {
     mTranscript.callback(notification.handle, notification.data, formatStatus(status));
+    if (mTrace != nullptr) {
+        mTrace->callback(notification.handle,
+                         formatRecords(notification.data) + " -> " + formatStatus(status));
+    }
     if (status.getExceptionCode() == EX_TRANSACTION_FAILED &&
         status.getStatus() == STATUS_DEAD_OBJECT) {
         Effects effects;

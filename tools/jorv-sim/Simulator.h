@@ -16,6 +16,7 @@
 #include "JorvService.h"
 #include "Model.h"
 #include "Options.h"
+#include "Trace.h"
 #include "Transcript.h"
 
 namespace jorvsim {
@@ -42,6 +43,9 @@ public:
     bool waitIdle(std::chrono::milliseconds timeout) { return mGate->waitIdle(timeout); }
 
     Transcript& transcript() { return mTranscript; }
+    // Writes the timeline to the --trace file, if one was asked for; false with the reason when
+    // it cannot be written. Meant for after stop().
+    bool writeTrace(std::string* error) const;
 
 private:
     // Carries out what a model call left to do, outside the model's lock.
@@ -50,6 +54,8 @@ private:
 
     const bool mDeclare;
     SteadyClock mClock;
+    const std::string mTracePath;
+    std::unique_ptr<Trace> mTrace;  // null without --trace
     Transcript mTranscript;
     Model mModel;
     Faults mFaults;

@@ -105,6 +105,7 @@ int main(int argc, char** argv) {
         std::this_thread::sleep_for(kReplyGrace);
     }
     const bool clean = simulator.stop();
+    if (!simulator.writeTrace(&error)) simulator.transcript().log(error);
     simulator.transcript().exit(clean ? 0 : 1, reason);
     if (!clean) {
         // A call still uses the service's state; leave without destroying it.

@@ -28,8 +28,8 @@ class ModelTest : public ::testing::Test {
 protected:
     static constexpr pid_t kPid = 4242;
 
-    void resetModel(ModelOptions options) {
-        model = std::make_unique<Model>(clock, std::move(options));
+    void resetModel(ModelOptions options, jorvsim::Trace* trace = nullptr) {
+        model = std::make_unique<Model>(clock, std::move(options), trace);
     }
 
     int32_t request(const JorvRequestParcel& parcel) {

@@ -1,0 +1,174 @@
+#include "Trace.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "Format.h"
+
+namespace jorvsim {
+namespace {
+
+// A value as a number when the whole text is one: decimal or 0x-prefixed integers, or decimals.
+std::optional<double> numberOf(const std::string& text) {
+    if (text.empty()) return std::nullopt;
+    const char* begin = text.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const long long integer = std::strtoll(begin, &end, 0);
+    if (errno == 0 && *end == '\0') return static_cast<double>(integer);
+    errno = 0;
+    const double real = std::strtod(begin, &end);
+    if (errno == 0 && *end == '\0' && std::isfinite(real)) return real;
+    return std::nullopt;
+}
+
+std::string jsonNumber(double value) {
+    if (std::trunc(value) == value && std::fabs(value) < 1e15) {
+        return std::to_string(static_cast<long long>(value));
+    }
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.17g", value);
+    return text;
+}
+
+std::string counterName(const ResourceKey& key) {
+    return key.isPath() ? "path " + key.path : "resource " + formatId(key.id);
+}
+
+std::string header(const char* ph, const std::string& name, pid_t pid, int64_t ts) {
+    return "{\"ph\":\"" + std::string(ph) + "\",\"name\":" + jsonString(name) +
+           ",\"pid\":" + std::to_string(pid) + ",\"tid\":" + std::to_string(pid) +
+           ",\"ts\":" + std::to_string(ts);
+}
+
+std::string processName(pid_t pid, const std::string& name) {
+    return "{\"ph\":\"M\",\"name\":\"process_name\",\"pid\":" + std::to_string(pid) +
+           ",\"tid\":" + std::to_string(pid) + ",\"args\":{\"name\":" + jsonString(name) + "}}";
+}
+
+}  // namespace
+
+Trace::Trace(const Clock& clock, size_t capacity)
+    : mClock(clock), mOrigin(clock.now()), mCapacity(capacity), mSelf(getpid()) {}
+
+int64_t Trace::micros(TimePoint at) const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(at - mOrigin).count();
+}
+
+void Trace::addLocked(pid_t pid, std::string event) {
+    if (pid != mSelf) mClients.insert(pid);
+    if (mEvents.size() >= mCapacity) {
+        ++mDropped;
+        return;
+    }
+    mEvents.push_back(std::move(event));
+}
+
+pid_t Trace::ownerLocked(int32_t handle) const {
+    const auto owner = mOwners.find(handle);
+    return owner == mOwners.end() ? mSelf : owner->second;
+}
+
+void Trace::begin(int32_t handle, pid_t pid, const std::string& name) {
+    Lock lock(mLock);
+    mOpen[handle] = Open{handle, pid, name, mClock.now()};
+    mOwners[handle] = pid;
+    mClients.insert(pid);
+}
+
+void Trace::end(int32_t handle, const char* how, TimePoint at) {
+    Lock lock(mLock);
+    const auto open = mOpen.find(handle);
+    if (open == mOpen.end()) return;
+    const pid_t pid = open->second.pid;
+    addLocked(pid, sliceLocked(open->second, std::max(at, open->second.start), how));
+    mOpen.erase(open);
+}
+
+void Trace::registration(int32_t handle, pid_t pid) {
+    Lock lock(mLock);
+    mOwners[handle] = pid;
+}
+
+std::string Trace::sliceLocked(const Open& open, TimePoint end, const char* how) const {
+    const int64_t start = micros(open.start);
+    return header("X", open.name, open.pid, start) + ",\"cat\":\"request\",\"dur\":" +
+           std::to_string(micros(end) - start) + ",\"args\":{\"handle\":" +
+           std::to_string(open.handle) + ",\"end\":" + jsonString(how) + "}}";
+}
+
+std::string Trace::instantLocked(pid_t pid, const std::string& name,
+                                 const std::string& detail) const {
+    return header("i", name, pid, micros(mClock.now())) +
+           ",\"s\":\"t\",\"args\":{\"detail\":" + jsonString(detail) + "}}";
+}
+
+void Trace::value(const ResourceKey& key, const std::optional<std::string>& value) {
+    Lock lock(mLock);
+    const std::string name = counterName(key);
+    // A counter carries numbers only: a value that is not one goes on the service's track as an
+    // instant with the text, and its counter keeps its last number.
+    const std::optional<double> number = value.has_value() ? numberOf(*value) : 0.0;
+    if (!number.has_value()) {
+        addLocked(mSelf, instantLocked(mSelf, name + " = " + *value, *value));
+        return;
+    }
+    addLocked(mSelf, header("C", name, mSelf, micros(mClock.now())) +
+                             ",\"args\":{\"value\":" + jsonNumber(*number) + "}}");
+}
+
+void Trace::instant(pid_t pid, const std::string& name, const std::string& detail) {
+    Lock lock(mLock);
+    const pid_t track = pid == 0 ? mSelf : pid;
+    addLocked(track, instantLocked(track, name, detail));
+}
+
+void Trace::callback(int32_t handle, const std::string& detail) {
+    Lock lock(mLock);
+    const pid_t track = ownerLocked(handle);
+    addLocked(track, instantLocked(track, "callback handle=" + std::to_string(handle), detail));
+}
+
+void Trace::death(int32_t handle, const std::string& detail) {
+    Lock lock(mLock);
+    const pid_t track = ownerLocked(handle);
+    addLocked(track, instantLocked(track, "death handle=" + std::to_string(handle), detail));
+}
+
+std::string Trace::json() const {
+    Lock lock(mLock);
+    const TimePoint now = mClock.now();
+    std::string out = "{\"traceEvents\":[\n" + processName(mSelf, "jorv-sim");
+    for (const pid_t pid : mClients) {
+        out += ",\n" + processName(pid, "client " + std::to_string(pid));
+    }
+    for (const std::string& event : mEvents) out += ",\n" + event;
+    for (const auto& entry : mOpen) out += ",\n" + sliceLocked(entry.second, now, "stop");
+    out += "\n],\"displayTimeUnit\":\"ms\",\"otherData\":{\"capacity\":" +
+           std::to_string(mCapacity) + ",\"dropped\":" + std::to_string(mDropped) + "}}\n";
+    return out;
+}
+
+bool Trace::write(const std::string& path, std::string* error) const {
+    const std::string text = json();
+    FILE* file = std::fopen(path.c_str(), "w");
+    if (file == nullptr) {
+        *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    const bool closed = std::fclose(file) == 0;
+    if (!written || !closed) {
+        *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace jorvsim

@@ -1,0 +1,87 @@
+// A timeline of the service's run, written once at stop in the Trace Event JSON format (the
+// object form, {"traceEvents": [...]}) that trace viewers open.
+//
+// Tracks: the service itself (pid = the service's pid, "jorv-sim") carries the counters, one per
+// resource with its effective value, and the instants that belong to no client (rule switches,
+// thermal levels, callbacks of unknown registrations). Each client process gets a track of its
+// own (pid = the calling pid, "client <pid>") with a slice per request, from acquire to release
+// or expiry, and its instants (notifications, callbacks, deaths).
+//
+// Events are kept in memory up to a cap; past it newer ones are counted and dropped, and the
+// count is written as metadata. Slices still open when the file is written end at that moment.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Clock.h"
+#include "Locking.h"
+#include "ResourceKey.h"
+
+namespace jorvsim {
+
+class Trace {
+public:
+    static constexpr size_t kDefaultCapacity = 1000000;
+
+    explicit Trace(const Clock& clock, size_t capacity = kDefaultCapacity);
+    Trace(const Trace&) = delete;
+    Trace& operator=(const Trace&) = delete;
+
+    // A request became active: a slice on its client's track named `name` opens.
+    void begin(int32_t handle, pid_t pid, const std::string& name) EXCLUDES(mLock);
+    // The request `handle` ended `at` (a request that expired ends when its time was up, even if
+    // that is noticed later); `how` is "released" or "expired".
+    void end(int32_t handle, const char* how, TimePoint at) EXCLUDES(mLock);
+    // A registration (listening, thermal) made by `pid`: its callbacks go on that client's track.
+    void registration(int32_t handle, pid_t pid) EXCLUDES(mLock);
+    // A resource's effective value changed; absent once nobody sets it.
+    void value(const ResourceKey& key, const std::optional<std::string>& value) EXCLUDES(mLock);
+    // A happening at this moment on `pid`'s track (0: the service's own), with one detail.
+    void instant(pid_t pid, const std::string& name, const std::string& detail) EXCLUDES(mLock);
+    // A callback made on behalf of `handle`, on the track of the client it belongs to.
+    void callback(int32_t handle, const std::string& detail) EXCLUDES(mLock);
+    // The registration `handle` was dropped because its process died.
+    void death(int32_t handle, const std::string& detail) EXCLUDES(mLock);
+
+    // The whole file's text, open slices ended now.
+    std::string json() const EXCLUDES(mLock);
+    // Writes json() to `path`; false with the reason when it cannot.
+    bool write(const std::string& path, std::string* error) const EXCLUDES(mLock);
+
+private:
+    struct Open {
+        int32_t handle = -1;
+        pid_t pid = 0;
+        std::string name;
+        TimePoint start;
+    };
+
+    int64_t micros(TimePoint at) const;
+    void addLocked(pid_t pid, std::string event) REQUIRES(mLock);
+    pid_t ownerLocked(int32_t handle) const REQUIRES(mLock);
+    std::string sliceLocked(const Open& open, TimePoint end, const char* how) const
+            REQUIRES(mLock);
+    std::string instantLocked(pid_t pid, const std::string& name, const std::string& detail) const
+            REQUIRES(mLock);
+
+    const Clock& mClock;
+    const TimePoint mOrigin;
+    const size_t mCapacity;
+    const pid_t mSelf;
+    mutable Mutex mLock;
+    std::vector<std::string> mEvents GUARDED_BY(mLock);  // each one JSON object
+    std::set<pid_t> mClients GUARDED_BY(mLock);  // the tracks to name
+    std::map<int32_t, Open> mOpen GUARDED_BY(mLock);
+    std::map<int32_t, pid_t> mOwners GUARDED_BY(mLock);
+    size_t mDropped GUARDED_BY(mLock) = 0;
+};
+
+}  // namespace jorvsim
