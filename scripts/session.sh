@@ -24,6 +24,9 @@ export HOSTBINDER_DIR="${WORK}"
 SERVICE_OUT="${WORK}/service.out"
 LISTENER_OUT="${WORK}/listener.out"
 CLIENT_LOG="${WORK}/client.log"
+# The service's timeline (--trace), kept after the session; written when the service stops, so
+# the file comes from the service started last (the one killed with SIGKILL writes none).
+TRACE="${BUILD}/session-trace.json"
 service_pid=""
 listener_pid=""
 service_seen=0
@@ -75,7 +78,7 @@ wait_for() {
 }
 
 start_service() {
-    "${SIM}" --die-with-parent >>"${SERVICE_OUT}" 2>/dev/null &
+    "${SIM}" --die-with-parent --trace "${TRACE}" >>"${SERVICE_OUT}" 2>/dev/null &
     service_pid=$!
     wait_for "^ready .* pid=${service_pid} " "${SERVICE_OUT}"
     show_all_news
@@ -102,6 +105,7 @@ CLIENT_LINES=()
 
 step "start the reference service (HOSTBINDER_DIR=${WORK})"
 : >"${SERVICE_OUT}"
+rm -f "${TRACE}"
 start_service
 
 step "a second process listens to resource 0x40800000 (jorvResListeningRegister)"
@@ -155,3 +159,10 @@ service_pid=""
 show_all_news
 echo
 echo "session: done. Every line marked [service] is a transaction the library sent."
+if [[ -s "${TRACE}" ]]; then
+    echo "session: the service's timeline is in ${TRACE}"
+    echo "  open it in ui.perfetto.dev (Open trace file) or chrome://tracing (Load)"
+else
+    echo "session: the service wrote no timeline to ${TRACE}" >&2
+    exit 1
+fi

@@ -1,5 +1,7 @@
 // The --trace timeline: what the model records on a hand-moved clock, and the file a running
 // jorv-sim writes at stop, read back by a strict JSON parser.
+#include "Trace.h"
+
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
 #include <hostbinder/control.h>
@@ -7,7 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "Trace.h"
 #include "support/ModelTest.h"
 #include "support/SimProcess.h"
 #include "support/TraceFile.h"
@@ -106,8 +107,7 @@ TEST_F(TraceModelTest, RulesNotificationsThermalLevelsAndDeathsAreInstants) {
     EXPECT_EQ(counterValues(file, "resource 0x40800000"), (std::vector<std::string>{"5", "0"}));
     ASSERT_EQ(file.named("i", "notification").size(), 1u);
     EXPECT_EQ(file.named("i", "notification")[0].pid, kPid);
-    EXPECT_NE(file.named("i", "notification")[0].args.at("detail").find("9000"),
-              std::string::npos);
+    EXPECT_NE(file.named("i", "notification")[0].args.at("detail").find("9000"), std::string::npos);
     ASSERT_EQ(file.named("i", "thermal levels").size(), 1u);
     const auto deaths = file.named("i", "death handle=" + std::to_string(listening));
     ASSERT_EQ(deaths.size(), 1u);
@@ -153,8 +153,8 @@ TEST(TraceProcessTest, JorvSimWritesTheTimelineWhenStopped) {
     ASSERT_TRUE(listener->waitForCalls(2, kLongTimeout));
     // The transcript's callback line comes after the call, and so does its instant.
     ASSERT_TRUE(sim.waitForLine([](const std::string& l) {
-                       return l.rfind("callback ", 0) == 0 && l.find("[{id=0x40800000}]") !=
-                                                                      std::string::npos;
+                       return l.rfind("callback ", 0) == 0 &&
+                              l.find("[{id=0x40800000}]") != std::string::npos;
                    }).has_value());
     service = nullptr;
     HostBinder_setServiceDir(nullptr);

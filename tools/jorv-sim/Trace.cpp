@@ -98,9 +98,10 @@ void Trace::registration(int32_t handle, pid_t pid) {
 
 std::string Trace::sliceLocked(const Open& open, TimePoint end, const char* how) const {
     const int64_t start = micros(open.start);
-    return header("X", open.name, open.pid, start) + ",\"cat\":\"request\",\"dur\":" +
-           std::to_string(micros(end) - start) + ",\"args\":{\"handle\":" +
-           std::to_string(open.handle) + ",\"end\":" + jsonString(how) + "}}";
+    return header("X", open.name, open.pid, start) +
+           ",\"cat\":\"request\",\"dur\":" + std::to_string(micros(end) - start) +
+           ",\"args\":{\"handle\":" + std::to_string(open.handle) + ",\"end\":" + jsonString(how) +
+           "}}";
 }
 
 std::string Trace::instantLocked(pid_t pid, const std::string& name,

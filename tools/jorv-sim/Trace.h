@@ -67,8 +67,7 @@ private:
     int64_t micros(TimePoint at) const;
     void addLocked(pid_t pid, std::string event) REQUIRES(mLock);
     pid_t ownerLocked(int32_t handle) const REQUIRES(mLock);
-    std::string sliceLocked(const Open& open, TimePoint end, const char* how) const
-            REQUIRES(mLock);
+    std::string sliceLocked(const Open& open, TimePoint end, const char* how) const REQUIRES(mLock);
     std::string instantLocked(pid_t pid, const std::string& name, const std::string& detail) const
             REQUIRES(mLock);
 
@@ -78,7 +77,7 @@ private:
     const pid_t mSelf;
     mutable Mutex mLock;
     std::vector<std::string> mEvents GUARDED_BY(mLock);  // each one JSON object
-    std::set<pid_t> mClients GUARDED_BY(mLock);  // the tracks to name
+    std::set<pid_t> mClients GUARDED_BY(mLock);          // the tracks to name
     std::map<int32_t, Open> mOpen GUARDED_BY(mLock);
     std::map<int32_t, pid_t> mOwners GUARDED_BY(mLock);
     size_t mDropped GUARDED_BY(mLock) = 0;

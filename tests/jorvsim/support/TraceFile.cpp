@@ -59,8 +59,14 @@ bool parseLine(const std::string& line, TraceFile* file) {
         return true;
     }
     if (fields.size() != 8) return false;
-    TraceEvent event{fields[0], std::stoll(fields[1]), std::stoll(fields[2]),
-                     std::stoll(fields[3]), std::stoll(fields[4]), fields[5], fields[6], {}};
+    TraceEvent event{fields[0],
+                     std::stoll(fields[1]),
+                     std::stoll(fields[2]),
+                     std::stoll(fields[3]),
+                     std::stoll(fields[4]),
+                     fields[5],
+                     fields[6],
+                     {}};
     for (const std::string& arg : split(fields[7], '\x1f')) {
         const size_t eq = arg.find('=');
         if (eq != std::string::npos) event.args[arg.substr(0, eq)] = arg.substr(eq + 1);
