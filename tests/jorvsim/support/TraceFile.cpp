@@ -102,7 +102,8 @@ std::optional<std::string> TraceFile::processName(int64_t pid) const {
 }
 
 std::optional<TraceFile> readTraceFile(const std::string& path, std::string* error) {
-    const std::string command = "python3 -c '" + std::string(kChecker) + "' " + path + " 2>&1";
+    const std::string command =
+            "timeout 60 python3 -c '" + std::string(kChecker) + "' " + path + " 2>&1";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
         *error = "cannot run python3";
