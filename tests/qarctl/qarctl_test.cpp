@@ -265,6 +265,7 @@ TEST(QarctlTest, FailuresSayWhy) {
              "service failed the call: jorvResCtlRequest()"},
             {true, {}, {"multi-state"}, "resource list invalid"},
             {true, {}, {"unlisten", "77"}, "no such listening"},
+            {true, {}, {"acquire", "ACTION_LAUNCH"}, "unknown action name"},
             {true, {}, {"res-release", "999"}, "the service refused the call (no cause logged)"},
     };
     for (const Case& c : cases) {

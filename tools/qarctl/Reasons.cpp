@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <vector>
@@ -13,8 +14,9 @@ namespace qarctl {
 namespace {
 
 struct Cause {
-    const char* pattern;  // a part of the library's log line
-    const char* reason;   // "%s" takes the text before the pattern (the function's name)
+    const char* pattern;           // a part of the library's log line
+    const char* reason;            // "%s" takes the text before the pattern (the function's name)
+    const char* unless = nullptr;  // a later line with this part means the call went on
 };
 
 // In order of precedence: a death explains the failures logged after it.
@@ -30,7 +32,10 @@ constexpr Cause kCauses[] = {
         {"The callback was not registered before", "no such listening"},
         {"failed to get", "service answer incomplete"},
         {"jorvResCtlRequest error:", "service refused the request"},
+        {"[QarEventAcquireWrapper] eventId:", "unknown action name", "QarEventAcquire, cmdid:"},
 };
+// Lines kept for one command; a long listening logs a line per callback.
+constexpr size_t kKeptLines = 256;
 constexpr const char kDeathLine[] = "Jorv HAL Service died";
 
 std::atomic<bool> gQuiet{false};
@@ -40,8 +45,9 @@ std::vector<std::string> gLines;
 void watchLine(const __android_logger_data* data, const char* message) {
     const std::string line = message == nullptr ? "" : message;
     if (line.find(kDeathLine) != std::string::npos) noteServiceDeath();
-    if (data->priority >= ANDROID_LOG_WARN && !reasonOfLine(line).empty()) {
+    {
         std::lock_guard<std::mutex> lock(gLinesMutex);
+        if (gLines.size() == kKeptLines) gLines.erase(gLines.begin());
         gLines.push_back(line);
     }
     if (gQuiet) return;
@@ -76,14 +82,26 @@ std::string reasonOfLine(const std::string& line) {
     return "";
 }
 
-std::string reason() {
-    std::lock_guard<std::mutex> lock(gLinesMutex);
+std::string reasonOfLines(const std::vector<std::string>& lines) {
+    auto has = [](const std::string& line, const char* part) {
+        return line.find(part) != std::string::npos;
+    };
     for (const Cause& cause : kCauses) {
-        for (const std::string& line : gLines) {
-            if (line.find(cause.pattern) != std::string::npos) return reasonOfLine(line);
+        for (size_t i = 0; i < lines.size(); ++i) {
+            if (!has(lines[i], cause.pattern)) continue;
+            const bool wentOn =
+                    cause.unless != nullptr &&
+                    std::any_of(lines.begin() + i + 1, lines.end(),
+                                [&](const std::string& later) { return has(later, cause.unless); });
+            if (!wentOn) return reasonOfLine(lines[i]);
         }
     }
     return "";
+}
+
+std::string reason() {
+    std::lock_guard<std::mutex> lock(gLinesMutex);
+    return reasonOfLines(gLines);
 }
 
 }  // namespace qarctl

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace qarctl {
 
@@ -16,5 +17,7 @@ std::string reason();
 
 // The reason for one log line, or empty when the line says nothing about a failure.
 std::string reasonOfLine(const std::string& line);
+// The reason that `lines` (in the order logged) give, the first cause of the table first.
+std::string reasonOfLines(const std::vector<std::string>& lines);
 
 }  // namespace qarctl
