@@ -205,11 +205,17 @@ TEST(QarctlTest, WaitBoundEndsAWaitForADeclaredService) {
     SimProcess sim;
     ASSERT_TRUE(sim.start());
     killSim(sim);
-    const auto start = std::chrono::steady_clock::now();
-    const QarctlRun run = qarctl(sim.dir(), {"--wait-ms", "200", "request", "1=1"});
-    EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout);
-    EXPECT_EQ(run.exitCode, 1) << run.out;
-    EXPECT_TRUE(contains(run.out, "reason: service declared but not running")) << run.out;
+    for (const auto& [json, expected] :
+         {std::pair{false, "reason: service declared but not running\n"},
+          std::pair{true, R"({"event":"reason","reason":"service declared but not running"})"}}) {
+        std::vector<std::string> args = {"--wait-ms", "200", "request", "1=1"};
+        if (json) args.insert(args.begin(), "--json");
+        const auto start = std::chrono::steady_clock::now();
+        const QarctlRun run = qarctl(sim.dir(), args);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout);
+        EXPECT_EQ(run.exitCode, 1) << run.out;
+        EXPECT_TRUE(contains(run.out, expected)) << run.out;
+    }
 }
 
 TEST(QarctlTest, ListenerSeesTheServiceDie) {

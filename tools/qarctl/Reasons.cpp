@@ -66,6 +66,7 @@ void installLogWatch(bool quiet) {
 }
 
 void startCall() {
+    forgetServiceDeath();
     std::lock_guard<std::mutex> lock(gLinesMutex);
     gLines.clear();
 }

@@ -9,7 +9,8 @@ namespace qarctl {
 // failed. Lines still go on to the usual logger unless `quiet`.
 void installLogWatch(bool quiet);
 
-// Forgets the lines seen so far: the next reason() covers only what is logged after this.
+// Forgets the lines seen so far (and an earlier death of the service): the next reason() covers
+// only what is logged after this.
 void startCall();
 
 // Why the calls since startCall() failed, from the lines they logged; empty when none says.

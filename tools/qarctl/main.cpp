@@ -209,7 +209,7 @@ bool declaredButNotRunning() {
 // Runs the command on a worker thread: the library blocks in its wait for a declared service
 // with no bound, so this thread checks the service each --wait-ms and gives up when it is still
 // not running.
-int runBounded(int argc, char** argv) {
+int runBounded(int argc, char** argv, bool json) {
     std::mutex mutex;
     std::condition_variable cond;
     bool finished = false;
@@ -231,7 +231,8 @@ int runBounded(int argc, char** argv) {
                    waitBound() > 0 && declaredButNotRunning()) {
             fprintf(stderr, "qarctl: %s is declared but not running (waited %lld ms)\n",
                     jorvInstance().c_str(), static_cast<long long>(bound));
-            printf("reason: service declared but not running\n");
+            printf(json ? "{\"event\":\"reason\",\"reason\":\"%s\"}\n" : "reason: %s\n",
+                   "service declared but not running");
             fflush(stdout);
             fflush(stderr);
             _exit(1);
@@ -252,15 +253,17 @@ int main(int argc, char** argv) {
     // the library only on binder threads this process provides.
     ABinderProcess_startThreadPool();
     bool quiet = false;
+    bool json = false;
     for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
         quiet = quiet || strcmp(argv[i], "--quiet") == 0 || strcmp(argv[i], "-q") == 0;
+        json = json || strcmp(argv[i], "--json") == 0;
     }
     qarctl::installLogWatch(quiet);
     if (!qarctl::takeWaitOption(argc, argv)) {
         fprintf(stderr, "qarctl: --wait-ms takes a number of milliseconds (0: no bound)\n");
         _exit(2);
     }
-    const int status = qarctl::runBounded(argc, argv);
+    const int status = qarctl::runBounded(argc, argv, json);
     // Binder threads run until the process ends and may still be delivering a death notice to
     // the library; running static destructors under them would race. Leave without them.
     fflush(stdout);
