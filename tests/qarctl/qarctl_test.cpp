@@ -201,6 +201,20 @@ TEST(QarctlTest, SignalsEndAWaitForTheService) {
     }
 }
 
+TEST(QarctlTest, InterruptedListenerEndsItsListening) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    SimProcess listener(QARCTL_PATH, {"--json", "listen", "0x40800000"}, sim.dir());
+    ASSERT_TRUE(listener.spawn());
+    ASSERT_TRUE(listener.waitForLine(registeredHere));
+    listener.signal(SIGINT);
+    const std::optional<int> status = listener.waitExit();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == 130) << *status;
+    EXPECT_TRUE(sim.waitForLine(
+            [](const std::string& line) { return contains(line, "listeningUnregister"); }));
+}
+
 TEST(QarctlTest, WaitBoundEndsAWaitForADeclaredService) {
     SimProcess sim;
     ASSERT_TRUE(sim.start());

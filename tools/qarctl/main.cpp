@@ -11,6 +11,7 @@
 #include <android/log.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -29,6 +30,9 @@ namespace qarctl {
 namespace {
 
 constexpr int kUsageStatus = 2;
+
+// Whether a command runs (a shell between commands waits for its input, not for the service).
+std::atomic<bool> gInCommand{false};
 
 std::vector<Command> allCommands() {
     std::vector<Command> commands;
@@ -88,6 +92,10 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
             const Args args(words, command.flags, command.valued);
             Context context{out};
             startCall();
+            struct Running {
+                Running() { gInCommand = true; }
+                ~Running() { gInCommand = false; }
+            } running;
             const int status = command.run(context, args);
             if (status == 1) printReason(out);
             return status;
@@ -228,7 +236,7 @@ int runBounded(int argc, char** argv, bool json) {
             cond.wait(lock, [&] { return finished; });
         } else if (!cond.wait_for(lock, std::chrono::milliseconds(bound),
                                   [&] { return finished; }) &&
-                   waitBound() > 0 && declaredButNotRunning()) {
+                   waitBound() > 0 && gInCommand && declaredButNotRunning()) {
             fprintf(stderr, "qarctl: %s is declared but not running (waited %lld ms)\n",
                     jorvInstance().c_str(), static_cast<long long>(bound));
             printf(json ? "{\"event\":\"reason\",\"reason\":\"%s\"}\n" : "reason: %s\n",
