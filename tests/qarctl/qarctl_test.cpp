@@ -1,16 +1,23 @@
 // qarctl end to end: real qarctl processes against a real reference service process.
 
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/SimProcess.h"
 
 namespace {
 
+using jorvsimtest::kLongTimeout;
 using jorvsimtest::SimProcess;
+using std::chrono::milliseconds;
 
 struct QarctlRun {
     int exitCode = -1;
@@ -147,6 +154,162 @@ TEST(QarctlTest, InjectedFaultsReachTheCaller) {
         // The fault was one call only: the next call reconnects and succeeds.
         if (c.simArgs[0] == "--fail-next") {
             EXPECT_EQ(qarctl(sim.dir(), c.args).exitCode, 0) << c.args[0];
+        }
+    }
+}
+
+// A service directory whose instance is declared but whose service is gone: jorv-sim started
+// there and killed.
+void killSim(SimProcess& sim) {
+    sim.signal(SIGKILL);
+    ASSERT_TRUE(sim.waitExit().has_value());
+}
+
+// Whether `pid` runs more than one thread: by then qarctl has its signals blocked.
+bool waitForThreads(pid_t pid) {
+    const auto deadline = std::chrono::steady_clock::now() + kLongTimeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        int threads = 0;
+        if (DIR* tasks = opendir(("/proc/" + std::to_string(pid) + "/task").c_str())) {
+            while (const dirent* entry = readdir(tasks)) threads += entry->d_name[0] != '.';
+            closedir(tasks);
+        }
+        if (threads > 1) return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+// The listener's own line for a registration the service accepted.
+bool registeredHere(const std::string& line) {
+    return contains(line, R"("call":"jorvResListeningRegister","result":)") &&
+           !contains(line, R"("result":-)");
+}
+
+TEST(QarctlTest, SignalsEndAWaitForTheService) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    killSim(sim);
+    for (const auto& [sig, exitCode] : {std::pair{SIGTERM, 143}, std::pair{SIGINT, 130}}) {
+        SimProcess client(QARCTL_PATH, {"--wait-ms", "0", "request", "1=1"}, sim.dir());
+        ASSERT_TRUE(client.spawn());
+        ASSERT_TRUE(waitForThreads(client.pid()));
+        client.signal(sig);
+        const std::optional<int> status = client.waitExit(milliseconds(1000));
+        ASSERT_TRUE(status.has_value()) << "still running 1 s after signal " << sig;
+        EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == exitCode) << *status;
+    }
+}
+
+TEST(QarctlTest, InterruptedListenerEndsItsListening) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    SimProcess listener(QARCTL_PATH, {"--json", "listen", "0x40800000"}, sim.dir());
+    ASSERT_TRUE(listener.spawn());
+    ASSERT_TRUE(listener.waitForLine(registeredHere));
+    listener.signal(SIGINT);
+    const std::optional<int> status = listener.waitExit();
+    ASSERT_TRUE(status.has_value());
+    EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == 130) << *status;
+    EXPECT_TRUE(sim.waitForLine(
+            [](const std::string& line) { return contains(line, "listeningUnregister"); }));
+}
+
+TEST(QarctlTest, WaitBoundEndsAWaitForADeclaredService) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    killSim(sim);
+    for (const auto& [json, expected] :
+         {std::pair{false, "reason: service declared but not running\n"},
+          std::pair{true, R"({"event":"reason","reason":"service declared but not running"})"}}) {
+        std::vector<std::string> args = {"--wait-ms", "200", "request", "1=1"};
+        if (json) args.insert(args.begin(), "--json");
+        const auto start = std::chrono::steady_clock::now();
+        const QarctlRun run = qarctl(sim.dir(), args);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout);
+        EXPECT_EQ(run.exitCode, 1) << run.out;
+        EXPECT_TRUE(contains(run.out, expected)) << run.out;
+    }
+}
+
+TEST(QarctlTest, ListenerSeesTheServiceDie) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    SimProcess listener(QARCTL_PATH, {"--json", "listen", "0x40800000"}, sim.dir());
+    ASSERT_TRUE(listener.spawn());
+    ASSERT_TRUE(listener.waitForLine(registeredHere));
+    killSim(sim);
+    int status = 0;
+    const std::optional<std::string> out = listener.output(&status);
+    ASSERT_TRUE(out.has_value());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << *out;
+    EXPECT_TRUE(contains(*out, R"({"event":"died")")) << *out;
+}
+
+TEST(QarctlTest, FollowingListenerRegistersAgainWhenTheServiceIsBack) {
+    char dir[] = "/tmp/qarctl-test-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    {
+        SimProcess first(dir, {});
+        ASSERT_TRUE(first.start());
+        SimProcess listener(QARCTL_PATH,
+                            {"--json", "listen", "0x40800000", "--follow", "--count", "1"}, dir);
+        ASSERT_TRUE(listener.spawn());
+        ASSERT_TRUE(listener.waitForLine(registeredHere));
+        killSim(first);
+        ASSERT_TRUE(listener.waitForLine(
+                [](const std::string& line) { return contains(line, R"("event":"died")"); }));
+        SimProcess second(dir, {});
+        ASSERT_TRUE(second.start());
+        ASSERT_TRUE(listener.waitForLine(registeredHere, 1));
+        EXPECT_EQ(qarctl(dir, {"request", "0x40800000=9"}).exitCode, 0);
+        const std::optional<int> status = listener.waitExit();
+        ASSERT_TRUE(status.has_value());
+        EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == 0) << *status;
+    }
+    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
+}
+
+TEST(QarctlTest, FailuresSayWhy) {
+    struct Case {
+        bool service;
+        std::vector<std::string> simArgs;
+        std::vector<std::string> args;
+        std::string reason;
+    };
+    const std::vector<Case> cases = {
+            {false, {}, {"request", "1=1"}, "instance not declared"},
+            {true,
+             {"--fail-next", "1", "--fail-with", "exception"},
+             {"request", "0x40=1"},
+             "service failed the call: jorvResCtlRequest()"},
+            {true, {}, {"multi-state"}, "resource list invalid"},
+            {true, {}, {"unlisten", "77"}, "no such listening"},
+            {true, {}, {"acquire", "ACTION_LAUNCH"}, "unknown action name"},
+            {true, {}, {"res-release", "999"}, "the service refused the call (no cause logged)"},
+    };
+    for (const Case& c : cases) {
+        std::optional<SimProcess> sim;
+        char empty[] = "/tmp/qarctl-test-XXXXXX";
+        std::string dir;
+        if (c.service) {
+            sim.emplace(c.simArgs);
+            ASSERT_TRUE(sim->start());
+            dir = sim->dir();
+        } else {
+            ASSERT_NE(mkdtemp(empty), nullptr);
+            dir = empty;
+        }
+        const QarctlRun text = qarctl(dir, c.args);
+        EXPECT_EQ(text.exitCode, 1) << text.out;
+        EXPECT_TRUE(contains(text.out, "\nreason: " + c.reason + "\n")) << text.out;
+        if (!c.service) {
+            std::vector<std::string> args = {"--json"};
+            args.insert(args.end(), c.args.begin(), c.args.end());
+            const QarctlRun json = qarctl(dir, args);
+            EXPECT_TRUE(contains(json.out, R"({"event":"reason","reason":")" + c.reason))
+                    << json.out;
+            rmdir(empty);
         }
     }
 }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 #include "Command.h"
@@ -93,17 +94,38 @@ int awaitAnswer(Context& ctx, int handle, EventCounter& counter, const Args& arg
     return 0;
 }
 
-// Prints callbacks of a listening until --count of them arrived or the user interrupts, then
-// ends the listening.
-int listenUntilDone(Context& ctx, int handle, EventCounter& counter, const Args& args) {
-    if (handle < 0) return 1;
+// Says that the service died under a listening; true when --follow asks to listen again.
+bool followAfterDeath(Context& ctx, const Args& args) {
+    ctx.out.event("died", Fields().add("service", "Jorv HAL Service died"));
+    if (!args.flag("follow")) return false;
+    forgetServiceDeath();
+    setWaitForever();
+    return true;
+}
+
+// Registers with `listen` (which prints its result and returns the handle) and prints callbacks
+// until --count of them arrived or the user interrupts, then ends the listening. When the service
+// dies it says so and fails, or with --follow registers again once the service is back.
+int listenUntilDone(Context& ctx, const std::function<int()>& listen, EventCounter& counter,
+                    const Args& args) {
     const int count = static_cast<int>(args.intOption("count", 0));
-    ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
-                           : "listening; interrupt to stop");
-    const bool reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
-    const int result = jorvHalclient::jorvResListeningUnRegister(handle);
-    ctx.out.result("jorvResListeningUnRegister", result, Fields().add("handle", handle));
-    return count > 0 && !reached ? 1 : 0;
+    for (;;) {
+        const int handle = listen();
+        if (handle < 0) return 1;
+        ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
+                               : "listening; interrupt to stop");
+        const bool reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+        if (serviceDied() && !reached && interruptStatus() == 0) {
+            if (!followAfterDeath(ctx, args)) return 1;
+            // The library keeps the lost listening and would refuse the same one again; this
+            // waits for the service, as the registration after it does.
+            jorvHalclient::jorvResListeningUnRegister(handle);
+            continue;
+        }
+        const int result = jorvHalclient::jorvResListeningUnRegister(handle);
+        ctx.out.result("jorvResListeningUnRegister", result, Fields().add("handle", handle));
+        return count > 0 && !reached ? 1 : 0;
+    }
 }
 
 // Sends a request that can carry a callback: `send(nullptr)` (reported as `name`) when
@@ -208,18 +230,22 @@ Command stateCommand() {
 
 Command listenCommand() {
     return {"listen",
-            "ID... [--param5 N] [--count N] [--timeout-ms MS]",
+            "ID... [--param5 N] [--count N] [--timeout-ms MS] [--follow]",
             "print changes of resources until interrupted (jorvResListeningRegister)",
-            {},
+            {"follow"},
             {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 ResourceList resources = parseResources(args);
                 EventCounter counter;
-                auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
-                const int handle = jorvHalclient::jorvResListeningRegister(
-                        resources, static_cast<int>(args.intOption("param5", getpid())), callback);
-                ctx.out.result("jorvResListeningRegister", handle);
-                return listenUntilDone(ctx, handle, counter, args);
+                auto listen = [&] {
+                    auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
+                    const int handle = jorvHalclient::jorvResListeningRegister(
+                            resources, static_cast<int>(args.intOption("param5", getpid())),
+                            callback);
+                    ctx.out.result("jorvResListeningRegister", handle);
+                    return handle;
+                };
+                return listenUntilDone(ctx, listen, counter, args);
             }};
 }
 
@@ -255,9 +281,9 @@ Command thermalNotifyCommand() {
 
 Command thermalListenCommand() {
     return {"thermal-listen",
-            "ID... [--count N] [--timeout-ms MS]",
+            "ID... [--count N] [--timeout-ms MS] [--follow]",
             "print thermal events until interrupted (jorvThermalListeningRegister)",
-            {},
+            {"follow"},
             {"count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 std::vector<int> ids;
@@ -265,13 +291,20 @@ Command thermalListenCommand() {
                     ids.push_back(parseInt32(word, "thermal id"));
                 }
                 EventCounter counter;
-                auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
-                const int handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
-                ctx.out.result("jorvThermalListeningRegister", handle);
-                if (handle < 0) return 1;
                 const int count = static_cast<int>(args.intOption("count", 0));
-                const bool reached =
-                        counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+                int handle = -1;
+                bool reached = false;
+                for (;;) {
+                    auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
+                    handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
+                    ctx.out.result("jorvThermalListeningRegister", handle);
+                    if (handle < 0) return 1;
+                    reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+                    if (!serviceDied() || reached || interruptStatus() != 0) break;
+                    if (!followAfterDeath(ctx, args)) return 1;
+                    jorvHalclient::jorvThermalListeningUnregister(handle);
+                    jorvHalclient::jorvResListeningUnRegister(handle);
+                }
                 const int result = jorvHalclient::jorvThermalListeningUnregister(handle);
                 ctx.out.result("jorvThermalListeningUnregister", result);
                 jorvHalclient::jorvResListeningUnRegister(handle);
@@ -353,31 +386,34 @@ Command pathStateCommand() {
 
 Command pathListenCommand() {
     return {"path-listen",
-            "PATH[=VALUE]... [--map] [--param5 N] [--count N] [--timeout-ms MS]",
+            "PATH[=VALUE]... [--map] [--param5 N] [--count N] [--timeout-ms MS] [--follow]",
             "print changes of tunables until interrupted (jorv_res_listening_register_by_path)",
-            {"map"},
+            {"map", "follow"},
             {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
                 const int param5 = static_cast<int>(args.intOption("param5", getpid()));
                 EventCounter counter;
-                auto callback = std::make_shared<PrintingPathCallback>(ctx.out, counter);
-                int handle;
-                if (args.flag("map")) {
-                    std::map<std::string, std::string> request;
-                    for (size_t i = 0; i < paths.size(); ++i) {
-                        request[paths[i]] = i < values.size() ? values[i] : "";
-                    }
-                    handle = jorvHalclient::jorv_res_listening_register_map_by_path(request, param5,
-                                                                                    callback);
-                    ctx.out.result("jorv_res_listening_register_map_by_path", handle);
-                } else {
-                    handle = jorvHalclient::jorv_res_listening_register_by_path(paths, param5,
-                                                                                callback);
-                    ctx.out.result("jorv_res_listening_register_by_path", handle);
+                std::map<std::string, std::string> request;
+                for (size_t i = 0; i < paths.size(); ++i) {
+                    request[paths[i]] = i < values.size() ? values[i] : "";
                 }
-                return listenUntilDone(ctx, handle, counter, args);
+                auto listen = [&] {
+                    auto callback = std::make_shared<PrintingPathCallback>(ctx.out, counter);
+                    int handle;
+                    if (args.flag("map")) {
+                        handle = jorvHalclient::jorv_res_listening_register_map_by_path(
+                                request, param5, callback);
+                        ctx.out.result("jorv_res_listening_register_map_by_path", handle);
+                    } else {
+                        handle = jorvHalclient::jorv_res_listening_register_by_path(paths, param5,
+                                                                                    callback);
+                        ctx.out.result("jorv_res_listening_register_by_path", handle);
+                    }
+                    return handle;
+                };
+                return listenUntilDone(ctx, listen, counter, args);
             }};
 }
 

@@ -1,26 +1,38 @@
 // qarctl: drives every exported function of libvemra-qar-client from the command line.
 //
-//   qarctl [--json] [--explain] [--quiet] COMMAND [ARGS...]
+//   qarctl [--json] [--explain] [--quiet] [--wait-ms N] COMMAND [ARGS...]
 //
-// Exit status: 0 when the call succeeded, 1 when it reported failure, 2 on usage errors.
+// Exit status: 0 when the call succeeded, 1 when it reported failure (or the service is declared
+// but not running after --wait-ms), 2 on usage errors, 130 on SIGINT and 143 on SIGTERM.
 
+#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <android/log.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Command.h"
 #include "Explain.h"
+#include "Reasons.h"
 #include "Waiting.h"
 
 namespace qarctl {
 namespace {
 
 constexpr int kUsageStatus = 2;
+
+// Whether a command runs (a shell between commands waits for its input, not for the service).
+std::atomic<bool> gInCommand{false};
 
 std::vector<Command> allCommands() {
     std::vector<Command> commands;
@@ -38,12 +50,27 @@ void printUsage(FILE* to, const std::vector<Command>& commands) {
             "  --json     print one JSON object per line\n"
             "  --explain  run the call against an in-process recording service and print what\n"
             "             the library sends, one line per transaction\n"
-            "  --quiet    keep the library's log lines (normally on stderr) out\n\n"
+            "  --quiet    keep the library's log lines (normally on stderr) out\n"
+            "  --wait-ms N  how long a call waits for a declared service that is not running\n"
+            "             (default 5000, 0: forever)\n\n"
             "commands:\n");
     for (const Command& command : commands) {
         fprintf(to, "  %-22s %s\n", command.name.c_str(), command.summary.c_str());
     }
-    fprintf(to, "\nexit status: 0 success, 1 the call reported failure, 2 usage error\n");
+    fprintf(to,
+            "\nexit status: 0 success, 1 the call reported failure, 2 usage error,\n"
+            "             130 SIGINT, 143 SIGTERM\n");
+}
+
+// One line on why the command's calls failed, from what the library logged.
+void printReason(Output& out) {
+    std::string why = reason();
+    if (why.empty()) why = "the service refused the call (no cause logged)";
+    if (out.json()) {
+        out.event("reason", Fields().add("reason", why));
+    } else {
+        out.line("reason", why);
+    }
 }
 
 void printCommandHelp(const Command& command) {
@@ -64,7 +91,14 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
         try {
             const Args args(words, command.flags, command.valued);
             Context context{out};
-            return command.run(context, args);
+            startCall();
+            struct Running {
+                Running() { gInCommand = true; }
+                ~Running() { gInCommand = false; }
+            } running;
+            const int status = command.run(context, args);
+            if (status == 1) printReason(out);
+            return status;
         } catch (const UsageError& error) {
             fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
             printCommandHelp(command);
@@ -116,7 +150,7 @@ int run(int argc, char** argv) {
         } else if (option == "--explain") {
             explain = true;
         } else if (option == "--quiet" || option == "-q") {
-            __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+            // Applied in main, before the first log line.
         } else if (option == "--help" || option == "-h") {
             printUsage(stdout, commands);
             return 0;
@@ -146,6 +180,77 @@ int run(int argc, char** argv) {
     return runCommand(commands, name, words, out);
 }
 
+// Takes "--wait-ms N" or "--wait-ms=N" out of the global options (before COMMAND). False when
+// its value is not a number of milliseconds.
+bool takeWaitOption(int& argc, char** argv) {
+    for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
+        const bool joined = strncmp(argv[i], "--wait-ms=", 10) == 0;
+        if (!joined && strcmp(argv[i], "--wait-ms") != 0) continue;
+        if (!joined && i + 1 >= argc) return false;
+        const char* value = joined ? argv[i] + 10 : argv[i + 1];
+        char* end = nullptr;
+        const long long ms = strtoll(value, &end, 10);
+        if (*value == '\0' || *end != '\0' || ms < 0) return false;
+        setWaitBound(ms);
+        const int taken = joined ? 1 : 2;
+        for (int j = i; j + taken <= argc; ++j) argv[j] = argv[j + taken];
+        argc -= taken;
+        return true;
+    }
+    return true;
+}
+
+const std::string& jorvInstance() {
+    static const std::string instance =
+            std::string(aidl::vendor::vemra::hardware::jorv::IJorv::descriptor) + "/default";
+    return instance;
+}
+
+bool declaredButNotRunning() {
+    if (!AServiceManager_isDeclared(jorvInstance().c_str())) return false;
+    AIBinder* binder = AServiceManager_checkService(jorvInstance().c_str());
+    if (binder == nullptr) return true;
+    AIBinder_decStrong(binder);
+    return false;
+}
+
+// Runs the command on a worker thread: the library blocks in its wait for a declared service
+// with no bound, so this thread checks the service each --wait-ms and gives up when it is still
+// not running.
+int runBounded(int argc, char** argv, bool json) {
+    std::mutex mutex;
+    std::condition_variable cond;
+    bool finished = false;
+    int status = 0;
+    std::thread worker([&] {
+        const int result = run(argc, argv);
+        std::lock_guard<std::mutex> lock(mutex);
+        status = result;
+        finished = true;
+        cond.notify_all();
+    });
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!finished) {
+        const int64_t bound = waitBound();
+        if (bound <= 0) {
+            cond.wait(lock, [&] { return finished; });
+        } else if (!cond.wait_for(lock, std::chrono::milliseconds(bound),
+                                  [&] { return finished; }) &&
+                   waitBound() > 0 && gInCommand && declaredButNotRunning()) {
+            fprintf(stderr, "qarctl: %s is declared but not running (waited %lld ms)\n",
+                    jorvInstance().c_str(), static_cast<long long>(bound));
+            printf(json ? "{\"event\":\"reason\",\"reason\":\"%s\"}\n" : "reason: %s\n",
+                   "service declared but not running");
+            fflush(stdout);
+            fflush(stderr);
+            _exit(1);
+        }
+    }
+    lock.unlock();
+    worker.join();
+    return interruptStatus() != 0 ? interruptStatus() : status;
+}
+
 }  // namespace
 }  // namespace qarctl
 
@@ -155,7 +260,18 @@ int main(int argc, char** argv) {
     // The service's callbacks (--wait-callback, listen, thermal-listen) and its death notice reach
     // the library only on binder threads this process provides.
     ABinderProcess_startThreadPool();
-    const int status = qarctl::run(argc, argv);
+    bool quiet = false;
+    bool json = false;
+    for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
+        quiet = quiet || strcmp(argv[i], "--quiet") == 0 || strcmp(argv[i], "-q") == 0;
+        json = json || strcmp(argv[i], "--json") == 0;
+    }
+    qarctl::installLogWatch(quiet);
+    if (!qarctl::takeWaitOption(argc, argv)) {
+        fprintf(stderr, "qarctl: --wait-ms takes a number of milliseconds (0: no bound)\n");
+        _exit(2);
+    }
+    const int status = qarctl::runBounded(argc, argv, json);
     // Binder threads run until the process ends and may still be delivering a death notice to
     // the library; running static destructors under them would race. Leave without them.
     fflush(stdout);
