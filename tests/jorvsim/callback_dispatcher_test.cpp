@@ -8,15 +8,13 @@
 #include <vector>
 
 #include "CallbackDispatcher.h"
+#include "support/ModelTest.h"
 #include "support/RecordingCallback.h"
 
 namespace jorvsimtest {
 namespace {
 
 using jorvsim::CallbackDispatcher;
-using jorvsim::DataList;
-using jorvsim::JorvRequestData;
-using jorvsim::Notification;
 
 constexpr std::chrono::seconds kTimeout{10};
 
@@ -65,9 +63,7 @@ private:
 };
 
 Notification note(int32_t handle, std::shared_ptr<jorvsim::IJorvCallback> callback, int32_t id) {
-    JorvRequestData record;
-    record.id = id;
-    return Notification{handle, std::move(callback), DataList{record}};
+    return Notification{handle, std::move(callback), DataList{idRecord(id)}};
 }
 
 std::vector<int32_t> ids(const std::vector<DataList>& calls) {
@@ -121,6 +117,38 @@ TEST(CallbackDispatcherTest, ListenerStuckPastTheBoundIsDropped) {
     dispatcher.stop();
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2}));
+    EXPECT_EQ(dispatcher.threads(), 0u);
+}
+
+// The model ends the stuck listener's registration, as it does a dead one's; the other keeps
+// hearing.
+TEST_F(ModelTest, StuckListenerLosesItsRegistration) {
+    Drops drops;
+    CallbackDispatcher dispatcher(
+            nullptr,
+            [&](int32_t handle) {
+                Effects dropped;
+                model->forgetRegistration(handle, &dropped);
+                drops.add(handle);
+            },
+            std::chrono::milliseconds(100));
+    dispatcher.start();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto healthy = newCallback();
+    const int32_t hungHandle = listen({idRecord(1)}, hung);
+    listen({idRecord(1)}, healthy);
+    take();
+
+    acquire({idRecord(1, "a")});
+    dispatcher.post(take().notifications);
+    ASSERT_TRUE(drops.waitFor(1));
+    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{hungHandle}));
+    acquire({idRecord(1, "b")});
+    const Effects after = take();
+    EXPECT_TRUE(sentTo(after.notifications, hung).empty());
+    EXPECT_EQ(sentTo(after.notifications, healthy).size(), 1u);
+    hung->release();
+    dispatcher.stop();
     EXPECT_EQ(dispatcher.threads(), 0u);
 }
 
