@@ -32,9 +32,9 @@ Simulator::Simulator(const Options& options, FILE* out, FILE* log, std::function
       mModel(mClock, options.model, mTrace.get()),
       mFaults(options.faults),
       mGate(std::make_shared<CallGate>()),
-      mDispatcher([this](const Notification& n, const ::ndk::ScopedAStatus& status) {
-          reportCallback(n, status);
-      }),
+      mDispatcher([this](const Notification& n,
+                         const ::ndk::ScopedAStatus& status) { reportCallback(n, status); },
+                  [this](int32_t handle) { dropRegistration(handle); }),
       mTimer([this] { return mModel.nextExpiry(); },
              [this] {
                  Effects effects;
@@ -123,10 +123,14 @@ void Simulator::reportCallback(const Notification& notification,
     }
     if (status.getExceptionCode() == EX_TRANSACTION_FAILED &&
         status.getStatus() == STATUS_DEAD_OBJECT) {
-        Effects effects;
-        mModel.forgetRegistration(notification.handle, &effects);
-        apply(std::move(effects));
+        dropRegistration(notification.handle);
     }
+}
+
+void Simulator::dropRegistration(int32_t handle) {
+    Effects effects;
+    mModel.forgetRegistration(handle, &effects);
+    apply(std::move(effects));
 }
 
 }  // namespace jorvsim

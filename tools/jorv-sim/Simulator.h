@@ -51,6 +51,8 @@ private:
     // Carries out what a model call left to do, outside the model's lock.
     void apply(Effects effects);
     void reportCallback(const Notification& notification, const ::ndk::ScopedAStatus& status);
+    // Ends a registration whose callback is dead or stuck.
+    void dropRegistration(int32_t handle);
 
     const bool mDeclare;
     SteadyClock mClock;

@@ -1,0 +1,156 @@
+// Callback delivery: per-client threads, so that a listener stuck in its callback holds up only
+// itself, and is dropped once stuck too long.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "CallbackDispatcher.h"
+#include "support/ModelTest.h"
+#include "support/RecordingCallback.h"
+
+namespace jorvsimtest {
+namespace {
+
+using jorvsim::CallbackDispatcher;
+
+constexpr std::chrono::seconds kTimeout{10};
+
+// Records its calls, and blocks in each one until released.
+class HungCallback : public RecordingCallback {
+public:
+    ::ndk::ScopedAStatus onCallback(const DataList& data) override {
+        RecordingCallback::onCallback(data);
+        std::unique_lock<std::mutex> lock(mMutex);
+        mReleased.wait(lock, [this] { return mFree; });
+        return ::ndk::ScopedAStatus::ok();
+    }
+    void release() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mFree = true;
+        mReleased.notify_all();
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mReleased;
+    bool mFree = false;
+};
+
+// The handles the dispatcher dropped for being stuck.
+class Drops {
+public:
+    void add(int32_t handle) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mHandles.push_back(handle);
+        mAdded.notify_all();
+    }
+    bool waitFor(size_t count) {
+        std::unique_lock<std::mutex> lock(mMutex);
+        return mAdded.wait_for(lock, kTimeout, [&] { return mHandles.size() >= count; });
+    }
+    std::vector<int32_t> handles() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mHandles;
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mAdded;
+    std::vector<int32_t> mHandles;
+};
+
+Notification note(int32_t handle, std::shared_ptr<jorvsim::IJorvCallback> callback, int32_t id) {
+    return Notification{handle, std::move(callback), DataList{idRecord(id)}};
+}
+
+std::vector<int32_t> ids(const std::vector<DataList>& calls) {
+    std::vector<int32_t> out;
+    for (const DataList& call : calls) out.push_back(call.at(0).id);
+    return out;
+}
+
+TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient) {
+    Drops drops;
+    CallbackDispatcher dispatcher(
+            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::hours(1));
+    dispatcher.start();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
+    std::vector<Notification> batch;
+    for (int32_t id = 1; id <= 3; ++id) {
+        batch.push_back(note(1, hung, id));
+        batch.push_back(note(2, healthy, id));
+    }
+    dispatcher.post(std::move(batch));
+    dispatcher.post({note(2, healthy, 4), note(1, hung, 4)});
+
+    ASSERT_TRUE(healthy->waitForCalls(4, kTimeout));
+    EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
+    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));  // still in its first callback
+
+    hung->release();
+    ASSERT_TRUE(hung->waitForCalls(4, kTimeout));
+    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
+    dispatcher.stop();
+    EXPECT_EQ(dispatcher.threads(), 0u);
+    EXPECT_TRUE(drops.handles().empty());
+}
+
+TEST(CallbackDispatcherTest, ListenerStuckPastTheBoundIsDropped) {
+    Drops drops;
+    CallbackDispatcher dispatcher(
+            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::milliseconds(100));
+    dispatcher.start();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
+    dispatcher.post({note(1, hung, 1), note(3, hung, 2), note(2, healthy, 1)});
+
+    ASSERT_TRUE(drops.waitFor(2));
+    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{1, 3}));
+    // Dropped: what it had queued and what comes later are not delivered.
+    dispatcher.post({note(1, hung, 3), note(2, healthy, 2)});
+    ASSERT_TRUE(healthy->waitForCalls(2, kTimeout));
+    hung->release();
+    dispatcher.stop();
+    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
+    EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2}));
+    EXPECT_EQ(dispatcher.threads(), 0u);
+}
+
+// The model ends the stuck listener's registration, as it does a dead one's; the other keeps
+// hearing.
+TEST_F(ModelTest, StuckListenerLosesItsRegistration) {
+    Drops drops;
+    CallbackDispatcher dispatcher(
+            nullptr,
+            [&](int32_t handle) {
+                Effects dropped;
+                model->forgetRegistration(handle, &dropped);
+                drops.add(handle);
+            },
+            std::chrono::milliseconds(100));
+    dispatcher.start();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto healthy = newCallback();
+    const int32_t hungHandle = listen({idRecord(1)}, hung);
+    listen({idRecord(1)}, healthy);
+    take();
+
+    acquire({idRecord(1, "a")});
+    dispatcher.post(take().notifications);
+    ASSERT_TRUE(drops.waitFor(1));
+    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{hungHandle}));
+    acquire({idRecord(1, "b")});
+    const Effects after = take();
+    EXPECT_TRUE(sentTo(after.notifications, hung).empty());
+    EXPECT_EQ(sentTo(after.notifications, healthy).size(), 1u);
+    hung->release();
+    dispatcher.stop();
+    EXPECT_EQ(dispatcher.threads(), 0u);
+}
+
+}  // namespace
+}  // namespace jorvsimtest
