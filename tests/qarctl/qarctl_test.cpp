@@ -151,4 +151,56 @@ TEST(QarctlTest, InjectedFaultsReachTheCaller) {
     }
 }
 
+TEST(QarctlTest, NumbersAreParsedForTheirType) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        std::string expected;  // part of the output
+    };
+    const std::vector<Case> cases = {
+            // 32-bit signed --timeout.
+            {{"res-acquire", "0x40=1", "--timeout", "4294967296"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "2147483648"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "-2147483649"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0x80000000"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "12ms"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "010"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "08"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", ""}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "+5"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", " 5"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0x"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "1e3"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0b11"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "2147483647"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "-2147483648"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "0x7fffffff"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "-0x10"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "0"}, 0, "QarResAcquire"},
+            // Non-negative counts and bounded durations.
+            {{"listen", "0x40", "--count", "4294967297"}, 2, ""},
+            {{"listen", "0x40", "--count", "-1"}, 2, ""},
+            {{"listen", "0x40", "--count", "-0"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "9223372036854775807"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "18446744073709551616"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "-1"}, 2, ""},
+            // Ids: 32 bits, signed or as an unsigned bit pattern.
+            {{"res-state", "0x100000000"}, 2, ""},
+            {{"res-state", "4294967296"}, 2, ""},
+            {{"res-state", "0xffffffff"}, 0, "jorvResStateRequest"},
+    };
+    for (const Case& c : cases) {
+        const QarctlRun run = qarctl(sim.dir(), c.args);
+        const std::string name = c.args[c.args.size() - 2] + " " + c.args.back();
+        EXPECT_EQ(run.exitCode, c.exitCode) << name << "\n" << run.out;
+        EXPECT_TRUE(contains(run.out, c.expected)) << name << "\n" << run.out;
+        // A refusal is reported on stderr only, before anything reaches the service.
+        if (c.exitCode == 2) {
+            EXPECT_EQ(run.out, "") << name;
+        }
+    }
+}
+
 }  // namespace

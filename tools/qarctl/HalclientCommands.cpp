@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <limits>
 #include <memory>
 
 #include "Command.h"
@@ -47,7 +48,7 @@ struct RequestParams {
 // process's id, which is what callers of the event API put there too.
 RequestParams requestParams(const Args& args) {
     auto get = [&](const char* name, int64_t fallback) {
-        return static_cast<int>(args.intOption(name, fallback));
+        return static_cast<int>(args.intOption(name, fallback, kInt32Min, kInt32Max));
     };
     return {get("param0", -1), get("param1", 0), get("param3", -1), get("param4", -1),
             get("param5", getpid())};
@@ -80,7 +81,7 @@ private:
 };
 
 milliseconds waitTimeout(const Args& args) {
-    return milliseconds(args.intOption("timeout-ms", 10000));
+    return milliseconds(args.intOption("timeout-ms", 10000, 0, kMaxMs));
 }
 
 // After a request that asked for an answer: waits for the one callback.
@@ -93,14 +94,21 @@ int awaitAnswer(Context& ctx, int handle, EventCounter& counter, const Args& arg
     return 0;
 }
 
+// Refuses a bad --count or --timeout-ms before anything is registered with the service.
+void checkWaitOptions(const Args& args) {
+    args.intOption("count", 0, 0, kInt32Max);
+    args.intOption("timeout-ms", 0, 0, kMaxMs);
+}
+
 // Prints callbacks of a listening until --count of them arrived or the user interrupts, then
 // ends the listening.
 int listenUntilDone(Context& ctx, int handle, EventCounter& counter, const Args& args) {
     if (handle < 0) return 1;
-    const int count = static_cast<int>(args.intOption("count", 0));
+    const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
     ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
                            : "listening; interrupt to stop");
-    const bool reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+    const bool reached =
+            counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
     const int result = jorvHalclient::jorvResListeningUnRegister(handle);
     ctx.out.result("jorvResListeningUnRegister", result, Fields().add("handle", handle));
     return count > 0 && !reached ? 1 : 0;
@@ -200,7 +208,9 @@ Command stateCommand() {
                 ResourceList resources = parseResources(args);
                 ResourceList results;
                 const int count = jorvHalclient::jorvResStateRequest(
-                        resources, static_cast<int>(args.intOption("param5", getpid())), results);
+                        resources,
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
+                        results);
                 ctx.out.result("jorvResStateRequest", count, Fields().add("resources", results));
                 return statusOf(count);
             }};
@@ -213,11 +223,14 @@ Command listenCommand() {
             {},
             {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
+                checkWaitOptions(args);
                 ResourceList resources = parseResources(args);
                 EventCounter counter;
                 auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
                 const int handle = jorvHalclient::jorvResListeningRegister(
-                        resources, static_cast<int>(args.intOption("param5", getpid())), callback);
+                        resources,
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
+                        callback);
                 ctx.out.result("jorvResListeningRegister", handle);
                 return listenUntilDone(ctx, handle, counter, args);
             }};
@@ -247,7 +260,8 @@ Command thermalNotifyCommand() {
             [](Context& ctx, const Args& args) {
                 ResourceList levels = parseResources(args);
                 const int result = jorvHalclient::jorvThermalNotify(
-                        levels, static_cast<int>(args.intOption("param5", getpid())));
+                        levels,
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max)));
                 ctx.out.result("jorvThermalNotify", result);
                 return statusOf(result);
             }};
@@ -260,6 +274,7 @@ Command thermalListenCommand() {
             {},
             {"count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
+                checkWaitOptions(args);
                 std::vector<int> ids;
                 for (const std::string& word : args.positional()) {
                     ids.push_back(parseInt32(word, "thermal id"));
@@ -269,9 +284,9 @@ Command thermalListenCommand() {
                 const int handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
                 ctx.out.result("jorvThermalListeningRegister", handle);
                 if (handle < 0) return 1;
-                const int count = static_cast<int>(args.intOption("count", 0));
-                const bool reached =
-                        counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+                const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
+                const bool reached = counter.waitFor(
+                        count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
                 const int result = jorvHalclient::jorvThermalListeningUnregister(handle);
                 ctx.out.result("jorvThermalListeningUnregister", result);
                 jorvHalclient::jorvResListeningUnRegister(handle);
@@ -304,7 +319,9 @@ Command pathRequestCommand() {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/true);
                 const RequestParams p = requestParams(args);
-                const long param1 = static_cast<long>(args.intOption("param1", 0));
+                const long param1 = static_cast<long>(
+                        args.intOption("param1", 0, std::numeric_limits<long>::min(),
+                                       std::numeric_limits<long>::max()));
                 return sendRequest<PrintingPathCallback>(
                         ctx, args, "jorv_resctl_request_by_path",
                         "jorv_resctl_request_with_callback_by_path",
@@ -330,7 +347,8 @@ Command pathStateCommand() {
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
-                const int param5 = static_cast<int>(args.intOption("param5", getpid()));
+                const int param5 =
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max));
                 if (args.flag("map")) {
                     std::map<std::string, std::string> request, results;
                     for (size_t i = 0; i < paths.size(); ++i) {
@@ -360,7 +378,8 @@ Command pathListenCommand() {
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
-                const int param5 = static_cast<int>(args.intOption("param5", getpid()));
+                const int param5 =
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max));
                 EventCounter counter;
                 auto callback = std::make_shared<PrintingPathCallback>(ctx.out, counter);
                 int handle;

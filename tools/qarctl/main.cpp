@@ -46,9 +46,9 @@ void printUsage(FILE* to, const std::vector<Command>& commands) {
     fprintf(to, "\nexit status: 0 success, 1 the call reported failure, 2 usage error\n");
 }
 
-void printCommandHelp(const Command& command) {
-    printf("usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
-           command.summary.c_str());
+void printCommandHelp(const Command& command, FILE* to) {
+    fprintf(to, "usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
+            command.summary.c_str());
 }
 
 int runCommand(const std::vector<Command>& commands, const std::string& name,
@@ -57,7 +57,7 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
         if (command.name != name) continue;
         for (const std::string& word : words) {
             if (word == "--help" || word == "-h") {
-                printCommandHelp(command);
+                printCommandHelp(command, stdout);
                 return 0;
             }
         }
@@ -67,7 +67,7 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
             return command.run(context, args);
         } catch (const UsageError& error) {
             fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
-            printCommandHelp(command);
+            printCommandHelp(command, stderr);
             return kUsageStatus;
         } catch (const std::exception& error) {
             // A few queries let a parsing error of the service's answer escape; show it as the
