@@ -203,4 +203,19 @@ TEST(QarctlTest, NumbersAreParsedForTheirType) {
     }
 }
 
+TEST(QarctlTest, ShellRefusesALineWithNulAndGoesOn) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    // Cut at its NUL, the first line would be a valid call.
+    const std::string script = "printf 'prop-set a b\\000 junk\\nprop-set a b\\n' | ";
+    SimProcess shell("/bin/sh", {"-c", script + QARCTL_PATH + " --quiet shell"}, sim.dir());
+    ASSERT_TRUE(shell.spawn());
+    int status = 0;
+    const std::optional<std::string> out = shell.output(&status);
+    ASSERT_TRUE(out.has_value());
+    EXPECT_TRUE(contains(*out, "done status=2\n")) << *out;
+    EXPECT_TRUE(contains(*out, "done status=0\n")) << *out;
+    EXPECT_LT(out->find("status=2"), out->find("status=0")) << *out;
+}
+
 }  // namespace

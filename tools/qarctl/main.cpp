@@ -86,10 +86,14 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
 int runShell(const std::vector<Command>& commands, Output& out) {
     char* line = nullptr;
     size_t size = 0;
-    while (getline(&line, &size, stdin) != -1) {
+    ssize_t length;
+    while ((length = getline(&line, &size, stdin)) != -1) {
         std::vector<std::string> words;
         try {
-            words = splitWords(line);
+            // A NUL would silently cut the line short: refuse the line instead.
+            const std::string text(line, static_cast<size_t>(length));
+            if (text.find('\0') != std::string::npos) throw UsageError("NUL in the line");
+            words = splitWords(text);
         } catch (const UsageError& error) {
             fprintf(stderr, "qarctl shell: %s\n", error.what());
             out.done(kUsageStatus);
