@@ -69,6 +69,7 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
             {{"history-record", "on"}, 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
             {{"history"}, 0, R"("history":"start:)"},
             {{"power"}, 0, R"({"call":"QarGetPowerConsis","result":1260})"},
+            {{"jorv-init"}, 0, "{\"call\":\"jorv_init\"}\n"},
             {{"dataset"}, 0, R"("call":"Qar_fetch_dataset")"},
             {{"release", "1"}, 0, R"("call":"QarReleaseWapper")"},
             {{"res-release", "999"}, 1, R"("result":-1)"},

@@ -489,7 +489,7 @@ Command initCommand() {
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 jorvHalclient::jorv_init();
-                ctx.out.result("jorv_init", 0);
+                ctx.out.voidResult("jorv_init");
                 return 0;
             }};
 }
