@@ -76,6 +76,7 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
             {{"history-record", "on"}, 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
             {{"history"}, 0, R"("history":"start:)"},
             {{"power"}, 0, R"({"call":"QarGetPowerConsis","result":1260})"},
+            {{"jorv-init"}, 0, "{\"call\":\"jorv_init\"}\n"},
             {{"dataset"}, 0, R"("call":"Qar_fetch_dataset")"},
             {{"release", "1"}, 0, R"("call":"QarReleaseWapper")"},
             {{"res-release", "999"}, 1, R"("result":-1)"},
@@ -312,6 +313,73 @@ TEST(QarctlTest, FailuresSayWhy) {
             rmdir(empty);
         }
     }
+}
+
+TEST(QarctlTest, NumbersAreParsedForTheirType) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        std::string expected;  // part of the output
+    };
+    const std::vector<Case> cases = {
+            // 32-bit signed --timeout.
+            {{"res-acquire", "0x40=1", "--timeout", "4294967296"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "2147483648"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "-2147483649"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0x80000000"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "12ms"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "010"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "08"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", ""}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "+5"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", " 5"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0x"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "1e3"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "0b11"}, 2, ""},
+            {{"res-acquire", "0x40=1", "--timeout", "2147483647"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "-2147483648"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "0x7fffffff"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "-0x10"}, 0, "QarResAcquire"},
+            {{"res-acquire", "0x40=1", "--timeout", "0"}, 0, "QarResAcquire"},
+            // Non-negative counts and bounded durations.
+            {{"listen", "0x40", "--count", "4294967297"}, 2, ""},
+            {{"listen", "0x40", "--count", "-1"}, 2, ""},
+            {{"listen", "0x40", "--count", "-0"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "9223372036854775807"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "18446744073709551616"}, 2, ""},
+            {{"listen", "0x40", "--timeout-ms", "-1"}, 2, ""},
+            // Ids: 32 bits, signed or as an unsigned bit pattern.
+            {{"res-state", "0x100000000"}, 2, ""},
+            {{"res-state", "4294967296"}, 2, ""},
+            {{"res-state", "0xffffffff"}, 0, "jorvResStateRequest"},
+    };
+    for (const Case& c : cases) {
+        const QarctlRun run = qarctl(sim.dir(), c.args);
+        const std::string name = c.args[c.args.size() - 2] + " " + c.args.back();
+        EXPECT_EQ(run.exitCode, c.exitCode) << name << "\n" << run.out;
+        EXPECT_TRUE(contains(run.out, c.expected)) << name << "\n" << run.out;
+        // A refusal is reported on stderr only, before anything reaches the service.
+        if (c.exitCode == 2) {
+            EXPECT_EQ(run.out, "") << name;
+        }
+    }
+}
+
+TEST(QarctlTest, ShellRefusesALineWithNulAndGoesOn) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.start());
+    // Cut at its NUL, the first line would be a valid call.
+    const std::string script = "printf 'prop-set a b\\000 junk\\nprop-set a b\\n' | ";
+    SimProcess shell("/bin/sh", {"-c", script + QARCTL_PATH + " --quiet shell"}, sim.dir());
+    ASSERT_TRUE(shell.spawn());
+    int status = 0;
+    const std::optional<std::string> out = shell.output(&status);
+    ASSERT_TRUE(out.has_value());
+    EXPECT_TRUE(contains(*out, "done status=2\n")) << *out;
+    EXPECT_TRUE(contains(*out, "done status=0\n")) << *out;
+    EXPECT_LT(out->find("status=2"), out->find("status=0")) << *out;
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include "Args.h"
 
 #include <cctype>
-#include <cerrno>
-#include <cstdlib>
 #include <limits>
 
 namespace qarctl {
@@ -45,9 +43,9 @@ std::optional<std::string> Args::option(const std::string& name) const {
     return it->second;
 }
 
-int64_t Args::intOption(const std::string& name, int64_t fallback) const {
+int64_t Args::intOption(const std::string& name, int64_t fallback, int64_t min, int64_t max) const {
     std::optional<std::string> text = option(name);
-    return text ? parseInt(*text, ("--" + name).c_str()) : fallback;
+    return text ? parseNumber(*text, ("--" + name).c_str(), min, max) : fallback;
 }
 
 const std::string& Args::at(size_t i, const char* what) const {
@@ -87,24 +85,73 @@ std::vector<std::string> splitWords(const std::string& line) {
     return words;
 }
 
-int64_t parseInt(const std::string& text, const char* what) {
-    errno = 0;
-    char* end = nullptr;
-    const long long value = std::strtoll(text.c_str(), &end, 0);
-    if (text.empty() || *end != '\0' || errno == ERANGE) {
-        throw UsageError(std::string("not a number for ") + what + ": \"" + text + "\"");
+namespace {
+
+// Digits of `text` from `pos` in `base`, into a magnitude; false on a non-digit, no digit at all,
+// or a magnitude beyond uint64_t.
+bool parseMagnitude(const std::string& text, size_t pos, int base, uint64_t* out) {
+    if (pos >= text.size()) return false;
+    uint64_t value = 0;
+    for (; pos < text.size(); ++pos) {
+        const char c = static_cast<char>(tolower(static_cast<unsigned char>(text[pos])));
+        int digit;
+        if (c >= '0' && c <= '9') {
+            digit = c - '0';
+        } else if (base == 16 && c >= 'a' && c <= 'f') {
+            digit = c - 'a' + 10;
+        } else {
+            return false;
+        }
+        if (value > (std::numeric_limits<uint64_t>::max() - digit) / base) return false;
+        value = value * base + digit;
+    }
+    *out = value;
+    return true;
+}
+
+// Decimal or 0x hex with an optional leading '-'. A decimal with a leading zero ("010") is
+// refused: other tools read it as octal, and guessing either way would send a surprising value.
+bool parseWhole(const std::string& text, int64_t min, int64_t max, int64_t* out) {
+    const bool negative = !text.empty() && text[0] == '-';
+    size_t pos = negative ? 1 : 0;
+    int base = 10;
+    if (text.compare(pos, 2, "0x") == 0 || text.compare(pos, 2, "0X") == 0) {
+        base = 16;
+        pos += 2;
+    } else if (text.size() > pos + 1 && text[pos] == '0') {
+        return false;
+    }
+    uint64_t magnitude;
+    if (!parseMagnitude(text, pos, base, &magnitude)) return false;
+    const uint64_t limit = negative ? 0 - static_cast<uint64_t>(min) : static_cast<uint64_t>(max);
+    // A non-negative parameter refuses any sign, "-0" included.
+    if ((negative && min >= 0) || magnitude > limit) return false;
+    *out = negative ? static_cast<int64_t>(0 - magnitude) : static_cast<int64_t>(magnitude);
+    return true;
+}
+
+}  // namespace
+
+int64_t parseNumber(const std::string& text, const char* what, int64_t min, int64_t max) {
+    int64_t value;
+    if (!parseWhole(text, min, max, &value)) {
+        throw UsageError(std::string("bad value for ") + what + ": \"" + text +
+                         "\" (expected a decimal or 0x number from " + std::to_string(min) +
+                         " to " + std::to_string(max) + ")");
     }
     return value;
 }
 
+int64_t parseInt(const std::string& text, const char* what) {
+    return parseNumber(text, what, std::numeric_limits<int64_t>::min(),
+                       std::numeric_limits<int64_t>::max());
+}
+
 int32_t parseInt32(const std::string& text, const char* what) {
-    const int64_t value = parseInt(text, what);
     // Ids are often written in hex with the top bit set (0x80000000 and up): accept the unsigned
     // 32-bit range too and keep its bit pattern.
-    if (value < std::numeric_limits<int32_t>::min() ||
-        value > std::numeric_limits<uint32_t>::max()) {
-        throw UsageError(std::string("out of range for ") + what + ": \"" + text + "\"");
-    }
+    const int64_t value = parseNumber(text, what, std::numeric_limits<int32_t>::min(),
+                                      std::numeric_limits<uint32_t>::max());
     return static_cast<int32_t>(static_cast<uint32_t>(value));
 }
 

@@ -28,8 +28,8 @@ public:
 
     bool flag(const std::string& name) const { return mFlags.count(name) != 0; }
     std::optional<std::string> option(const std::string& name) const;
-    // The option as an integer (decimal, or hex with 0x), or `fallback` when absent.
-    int64_t intOption(const std::string& name, int64_t fallback) const;
+    // The option as an integer in [min, max] (see parseNumber), or `fallback` when absent.
+    int64_t intOption(const std::string& name, int64_t fallback, int64_t min, int64_t max) const;
 
     const std::vector<std::string>& positional() const { return mPositional; }
     // Positional word `i`, required; `what` names it in the error.
@@ -47,7 +47,17 @@ private:
 // backslash escapes the next character. An unclosed quote is a usage error.
 std::vector<std::string> splitWords(const std::string& line);
 
-// Whole-string integer parsing: decimal, or hex with a 0x prefix; a usage error otherwise.
+// Ranges of the option types.
+constexpr int64_t kInt32Min = INT32_MIN;
+constexpr int64_t kInt32Max = INT32_MAX;
+// Durations in milliseconds: a day at most, so that adding one to a clock cannot overflow.
+constexpr int64_t kMaxMs = 24 * 3600 * 1000;
+
+// Whole-string integer parsing: decimal, or hex with a 0x prefix, each with an optional leading
+// '-' ("-0x10" is -16). A decimal with a leading zero ("010") is refused, never read as octal.
+// Anything else, or a value outside [min, max], is a usage error naming `what`, the text and the
+// range.
+int64_t parseNumber(const std::string& text, const char* what, int64_t min, int64_t max);
 int64_t parseInt(const std::string& text, const char* what);
 int32_t parseInt32(const std::string& text, const char* what);
 

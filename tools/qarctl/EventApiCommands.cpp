@@ -18,7 +18,7 @@ std::string optionText(const Args& args, const char* name) {
 }
 
 int32_t timeoutOf(const Args& args) {
-    return static_cast<int32_t>(args.intOption("timeout", 0));
+    return static_cast<int32_t>(args.intOption("timeout", 0, kInt32Min, kInt32Max));
 }
 
 Command qarInitCommand() {

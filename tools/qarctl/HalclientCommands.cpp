@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <memory>
 
 #include "Command.h"
@@ -48,7 +49,7 @@ struct RequestParams {
 // process's id, which is what callers of the event API put there too.
 RequestParams requestParams(const Args& args) {
     auto get = [&](const char* name, int64_t fallback) {
-        return static_cast<int>(args.intOption(name, fallback));
+        return static_cast<int>(args.intOption(name, fallback, kInt32Min, kInt32Max));
     };
     return {get("param0", -1), get("param1", 0), get("param3", -1), get("param4", -1),
             get("param5", getpid())};
@@ -81,7 +82,7 @@ private:
 };
 
 milliseconds waitTimeout(const Args& args) {
-    return milliseconds(args.intOption("timeout-ms", 10000));
+    return milliseconds(args.intOption("timeout-ms", 10000, 0, kMaxMs));
 }
 
 // After a request that asked for an answer: waits for the one callback.
@@ -92,6 +93,12 @@ int awaitAnswer(Context& ctx, int handle, EventCounter& counter, const Args& arg
         return 1;
     }
     return 0;
+}
+
+// Refuses a bad --count or --timeout-ms before anything is registered with the service.
+void checkWaitOptions(const Args& args) {
+    args.intOption("count", 0, 0, kInt32Max);
+    args.intOption("timeout-ms", 0, 0, kMaxMs);
 }
 
 // Says that the service died under a listening; true when --follow asks to listen again.
@@ -108,13 +115,14 @@ bool followAfterDeath(Context& ctx, const Args& args) {
 // dies it says so and fails, or with --follow registers again once the service is back.
 int listenUntilDone(Context& ctx, const std::function<int()>& listen, EventCounter& counter,
                     const Args& args) {
-    const int count = static_cast<int>(args.intOption("count", 0));
+    const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
     for (;;) {
         const int handle = listen();
         if (handle < 0) return 1;
         ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
                                : "listening; interrupt to stop");
-        const bool reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+        const bool reached =
+                counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
         if (serviceDied() && !reached && interruptStatus() == 0) {
             if (!followAfterDeath(ctx, args)) return 1;
             // The library keeps the lost listening and would refuse the same one again; this
@@ -222,7 +230,9 @@ Command stateCommand() {
                 ResourceList resources = parseResources(args);
                 ResourceList results;
                 const int count = jorvHalclient::jorvResStateRequest(
-                        resources, static_cast<int>(args.intOption("param5", getpid())), results);
+                        resources,
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
+                        results);
                 ctx.out.result("jorvResStateRequest", count, Fields().add("resources", results));
                 return statusOf(count);
             }};
@@ -235,12 +245,15 @@ Command listenCommand() {
             {"follow"},
             {"param5", "count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
+                checkWaitOptions(args);
                 ResourceList resources = parseResources(args);
                 EventCounter counter;
                 auto listen = [&] {
                     auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
                     const int handle = jorvHalclient::jorvResListeningRegister(
-                            resources, static_cast<int>(args.intOption("param5", getpid())),
+                            resources,
+                            static_cast<int>(
+                                    args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
                             callback);
                     ctx.out.result("jorvResListeningRegister", handle);
                     return handle;
@@ -273,7 +286,8 @@ Command thermalNotifyCommand() {
             [](Context& ctx, const Args& args) {
                 ResourceList levels = parseResources(args);
                 const int result = jorvHalclient::jorvThermalNotify(
-                        levels, static_cast<int>(args.intOption("param5", getpid())));
+                        levels,
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max)));
                 ctx.out.result("jorvThermalNotify", result);
                 return statusOf(result);
             }};
@@ -286,12 +300,13 @@ Command thermalListenCommand() {
             {"follow"},
             {"count", "timeout-ms"},
             [](Context& ctx, const Args& args) {
+                checkWaitOptions(args);
                 std::vector<int> ids;
                 for (const std::string& word : args.positional()) {
                     ids.push_back(parseInt32(word, "thermal id"));
                 }
                 EventCounter counter;
-                const int count = static_cast<int>(args.intOption("count", 0));
+                const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
                 int handle = -1;
                 bool reached = false;
                 for (;;) {
@@ -299,7 +314,8 @@ Command thermalListenCommand() {
                     handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
                     ctx.out.result("jorvThermalListeningRegister", handle);
                     if (handle < 0) return 1;
-                    reached = counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0)));
+                    reached = counter.waitFor(
+                            count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
                     if (!serviceDied() || reached || interruptStatus() != 0) break;
                     if (!followAfterDeath(ctx, args)) return 1;
                     jorvHalclient::jorvThermalListeningUnregister(handle);
@@ -337,7 +353,9 @@ Command pathRequestCommand() {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/true);
                 const RequestParams p = requestParams(args);
-                const long param1 = static_cast<long>(args.intOption("param1", 0));
+                const long param1 = static_cast<long>(
+                        args.intOption("param1", 0, std::numeric_limits<long>::min(),
+                                       std::numeric_limits<long>::max()));
                 return sendRequest<PrintingPathCallback>(
                         ctx, args, "jorv_resctl_request_by_path",
                         "jorv_resctl_request_with_callback_by_path",
@@ -363,7 +381,8 @@ Command pathStateCommand() {
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
-                const int param5 = static_cast<int>(args.intOption("param5", getpid()));
+                const int param5 =
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max));
                 if (args.flag("map")) {
                     std::map<std::string, std::string> request, results;
                     for (size_t i = 0; i < paths.size(); ++i) {
@@ -393,7 +412,8 @@ Command pathListenCommand() {
             [](Context& ctx, const Args& args) {
                 std::vector<std::string> paths, values;
                 parsePathPairs(args, paths, values, /*requireValue=*/false);
-                const int param5 = static_cast<int>(args.intOption("param5", getpid()));
+                const int param5 =
+                        static_cast<int>(args.intOption("param5", getpid(), kInt32Min, kInt32Max));
                 EventCounter counter;
                 std::map<std::string, std::string> request;
                 for (size_t i = 0; i < paths.size(); ++i) {
@@ -506,7 +526,7 @@ Command initCommand() {
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 jorvHalclient::jorv_init();
-                ctx.out.result("jorv_init", 0);
+                ctx.out.voidResult("jorv_init");
                 return 0;
             }};
 }

@@ -137,6 +137,10 @@ void Output::result(const std::string& call, int64_t value, const Fields& fields
     }
 }
 
+void Output::voidResult(const std::string& call) {
+    print(mJson ? "{\"call\":" + jsonQuote(call) + "}" : call + " done");
+}
+
 void Output::event(const std::string& kind, const Fields& fields) {
     if (mJson) {
         std::string json = fields.json();

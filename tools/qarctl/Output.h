@@ -56,6 +56,8 @@ public:
     // The outcome of one library call: "<call> -> <result>  fields".
     void result(const std::string& call, int64_t value, const Fields& fields = Fields());
     // Something else that happened ("callback", "explain", ...).
+    // A call that returns nothing: "CALL done", or JSON without a "result" field.
+    void voidResult(const std::string& call);
     void event(const std::string& kind, const Fields& fields);
     // One line of text from elsewhere (the stand-in service's transcript): "<kind>: <text>", or
     // {"event": kind, "line": text}.

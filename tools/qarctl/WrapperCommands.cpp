@@ -43,7 +43,7 @@ Command acquireCommand() {
                 const int32_t handle = QarEventAcquireWrapper(
                         args.at(0, "action name"), args.option("scene").value_or(""),
                         args.option("identity").value_or(""),
-                        static_cast<int32_t>(args.intOption("timeout", 0)));
+                        static_cast<int32_t>(args.intOption("timeout", 0, kInt32Min, kInt32Max)));
                 ctx.out.result("QarEventAcquireWrapper", handle);
                 return statusOf(handle);
             }};

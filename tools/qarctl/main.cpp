@@ -73,9 +73,9 @@ void printReason(Output& out) {
     }
 }
 
-void printCommandHelp(const Command& command) {
-    printf("usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
-           command.summary.c_str());
+void printCommandHelp(const Command& command, FILE* to) {
+    fprintf(to, "usage: qarctl %s %s\n\n%s\n", command.name.c_str(), command.synopsis.c_str(),
+            command.summary.c_str());
 }
 
 int runCommand(const std::vector<Command>& commands, const std::string& name,
@@ -84,7 +84,7 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
         if (command.name != name) continue;
         for (const std::string& word : words) {
             if (word == "--help" || word == "-h") {
-                printCommandHelp(command);
+                printCommandHelp(command, stdout);
                 return 0;
             }
         }
@@ -101,7 +101,7 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
             return status;
         } catch (const UsageError& error) {
             fprintf(stderr, "qarctl %s: %s\n", name.c_str(), error.what());
-            printCommandHelp(command);
+            printCommandHelp(command, stderr);
             return kUsageStatus;
         } catch (const std::exception& error) {
             // A few queries let a parsing error of the service's answer escape; show it as the
@@ -120,10 +120,14 @@ int runCommand(const std::vector<Command>& commands, const std::string& name,
 int runShell(const std::vector<Command>& commands, Output& out) {
     char* line = nullptr;
     size_t size = 0;
-    while (getline(&line, &size, stdin) != -1) {
+    ssize_t length;
+    while ((length = getline(&line, &size, stdin)) != -1) {
         std::vector<std::string> words;
         try {
-            words = splitWords(line);
+            // A NUL would silently cut the line short: refuse the line instead.
+            const std::string text(line, static_cast<size_t>(length));
+            if (text.find('\0') != std::string::npos) throw UsageError("NUL in the line");
+            words = splitWords(text);
         } catch (const UsageError& error) {
             fprintf(stderr, "qarctl shell: %s\n", error.what());
             out.done(kUsageStatus);
