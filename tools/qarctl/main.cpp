@@ -192,10 +192,12 @@ bool takeWaitOption(int& argc, char** argv) {
         if (!joined && strcmp(argv[i], "--wait-ms") != 0) continue;
         if (!joined && i + 1 >= argc) return false;
         const char* value = joined ? argv[i] + 10 : argv[i + 1];
-        char* end = nullptr;
-        const long long ms = strtoll(value, &end, 10);
-        if (*value == '\0' || *end != '\0' || ms < 0) return false;
-        setWaitBound(ms);
+        try {
+            setWaitBound(parseNumber(value, "--wait-ms", 0, kMaxMs));
+        } catch (const UsageError& e) {
+            fprintf(stderr, "qarctl: %s\n", e.what());
+            return false;
+        }
         const int taken = joined ? 1 : 2;
         for (int j = i; j + taken <= argc; ++j) argv[j] = argv[j + taken];
         argc -= taken;
