@@ -17,22 +17,8 @@
 
 #include "support/echo_jorv.h"
 #include "support/raw_peer.h"
+#include "support/sanitizers.h"
 #include "support/test_env.h"
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define HOSTILE_PEER_ASAN 1
-#endif
-#if __has_feature(thread_sanitizer)
-#define HOSTILE_PEER_TSAN 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define HOSTILE_PEER_ASAN 1
-#endif
-#if defined(__SANITIZE_THREAD__)
-#define HOSTILE_PEER_TSAN 1
-#endif
 
 namespace hbtest {
 namespace {
@@ -40,19 +26,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using jorv::IJorv;
 
-#if defined(HOSTILE_PEER_ASAN)
-constexpr bool kAsan = true;
-#else
-constexpr bool kAsan = false;
-#endif
-#if defined(HOSTILE_PEER_TSAN)
-constexpr bool kTsan = true;
-#else
-constexpr bool kTsan = false;
-#endif
+using qartest::kAsan;
+using qartest::kTsan;
 
-// Sanitizers make everything several times slower.
-constexpr int kSlowdown = kAsan || kTsan ? 10 : 1;
+constexpr int kSlowdown = qartest::kSanitizerSlowdown;
 // ASan's resident set is mostly its shadow memory and quarantine, which say nothing about what
 // the runtime holds, so resident memory is not checked there at all. TSan's shadow grows with
 // the memory the program touches: the bounds scale with it.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/SimProcess.h"
+#include "support/sanitizers.h"
 
 namespace {
 
@@ -196,8 +197,10 @@ TEST(QarctlTest, SignalsEndAWaitForTheService) {
         ASSERT_TRUE(client.spawn());
         ASSERT_TRUE(waitForThreads(client.pid()));
         client.signal(sig);
-        const std::optional<int> status = client.waitExit(milliseconds(1000));
-        ASSERT_TRUE(status.has_value()) << "still running 1 s after signal " << sig;
+        const std::optional<int> status =
+                client.waitExit(milliseconds(1000 * qartest::kSanitizerSlowdown));
+        ASSERT_TRUE(status.has_value())
+                << "still running 1 s (times the sanitizer slowdown) after signal " << sig;
         EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == exitCode) << *status;
     }
 }
