@@ -12,6 +12,7 @@
 #include <string>
 
 #include "support/echo_jorv.h"
+#include "support/jorv_endpoint.h"
 #include "support/recording_callback.h"
 #include "support/test_env.h"
 
@@ -51,20 +52,7 @@ binder_status_t propertyGet(IJorv& jorv, size_t nameLength) {
 }
 
 // Replies arrive in this process; the service is another one, with a buffer of its own.
-class ReplyLimitTest : public HostBinderTest {
-protected:
-    void SetUp() override {
-        service_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(service_->start());
-        binder_ = ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str()));
-        jorv_ = IJorv::fromBinder(binder_);
-        ASSERT_NE(jorv_, nullptr);
-    }
-
-    std::unique_ptr<ChildService> service_;
-    ndk::SpAIBinder binder_;
-    std::shared_ptr<IJorv> jorv_;
-};
+class ReplyLimitTest : public ChildJorvTest {};
 
 TEST_F(ReplyLimitTest, AReplyFitsExactlyOrFails) {
     constexpr size_t kName = 4000;

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "support/echo_jorv.h"
+#include "support/jorv_endpoint.h"
 #include "support/recording_callback.h"
 #include "support/test_env.h"
 
@@ -65,21 +66,13 @@ int runWithoutPool(const std::string& name) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-class NoPool : public HostBinderTest {
+class NoPool : public ChildJorvTest {
 protected:
     void SetUp() override {
         if (!inNoPoolChild()) GTEST_SKIP() << "runs in a child without a pool (WithoutAPool.*)";
         ASSERT_FALSE(ABinderProcess_isThreadPoolStarted());
-        service_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(service_->start());
-        binder_ = ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str()));
-        jorv_ = IJorv::fromBinder(binder_);
-        ASSERT_NE(jorv_, nullptr);
+        ChildJorvTest::SetUp();
     }
-
-    std::unique_ptr<ChildService> service_;
-    ndk::SpAIBinder binder_;
-    std::shared_ptr<IJorv> jorv_;
 };
 
 TEST_F(NoPool, CallbacksWaitForAPoolButNotInsideTheCall) {

@@ -61,4 +61,20 @@ protected:
     std::shared_ptr<jorv::IJorv> jorv_;
 };
 
+// Fixture with an IJorv proxy to an EchoJorv in a child process only.
+class ChildJorvTest : public HostBinderTest {
+protected:
+    void SetUp() override {
+        service_ = std::make_unique<ChildService>(jorvInstance(), dir());
+        ASSERT_TRUE(service_->start());
+        binder_ = ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str()));
+        jorv_ = jorv::IJorv::fromBinder(binder_);
+        ASSERT_NE(jorv_, nullptr);
+    }
+
+    std::unique_ptr<ChildService> service_;
+    ndk::SpAIBinder binder_;
+    std::shared_ptr<jorv::IJorv> jorv_;
+};
+
 }  // namespace hbtest
