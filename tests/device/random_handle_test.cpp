@@ -6,7 +6,7 @@
 #include <set>
 
 #include "QarEventApi.h"
-#include "client/support/LogCapture.h"
+#include "support/LogCapture.h"
 
 namespace qartest {
 namespace {

@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "../client/support/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/echo_jorv.h"
 #include "support/test_env.h"
 

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "LogCapture.h"
+#include "support/LogCapture.h"
 #include "ServiceEnv.h"
 
 namespace qartest {
