@@ -16,10 +16,12 @@ packages=(
     libbenchmark-dev
     android-liblog-dev     # host build of liblog, used by the binder runtime
     android-libcutils-dev  # host build of libcutils, used by the client library
+    android-libbase-dev    # unique_fd and lock annotations for the host runtime and the tools
     binutils               # nm, for checking exported symbols
     abigail-tools          # abidw, abidiff: the ABI gate (scripts/abi-check.sh)
     aidl                   # AIDL compiler, for scripts/aidl-check.sh
     python3                # the two gates' comparison and baseline scripts
+    gcovr                  # line coverage (scripts/coverage.sh)
 )
 
 missing=()
