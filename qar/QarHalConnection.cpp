@@ -7,7 +7,8 @@
 
 #include "QarEventApi.h"
 #include "QarHalCall.h"
-#include "halclient/ServiceLink.h"
+#include "common/ServiceCall.h"
+#include "common/ServiceLink.h"
 
 namespace qarEvent {
 
@@ -23,8 +24,7 @@ namespace {
 
 // Runs on a binder thread when the service dies. The next call reconnects; the cookie is ignored.
 void onQarHalDied(void* /*cookie*/) {
-    qar::ExclusiveLock lock(g_qar_hal_mutex);
-    g_qar_hal = nullptr;
+    qar::dropConnection(g_qar_hal_mutex, g_qar_hal);
     ALOGE("Jorv HAL Service died");
 }
 
@@ -66,36 +66,31 @@ bool connectQarHal() {
     return result == 0;
 }
 
-void dropQarHal() {
-    qar::ExclusiveLock lock(g_qar_hal_mutex);
-    g_qar_hal = nullptr;
-}
-
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (qar::isStatusOk(status)) return true;
-    ALOGE("%s() failed : jorv HAL service not available", name);
-    dropQarHal();
-    return false;
+    static constexpr qar::FailureLog kFailureLog = {LOG_TAG,
+                                                    "%s() failed : jorv HAL service not available"};
+    return qar::checkCallStatus(status, kFailureLog, name, g_qar_hal_mutex, g_qar_hal);
 }
 
 }  // namespace qarEvent
 
-using qarEvent::HalCall;
+using qar::CallOutcome;
 using qarEvent::IJorv;
 
 int32_t qarInit() {
     // Deliberately at error priority, so that it shows in logs that keep errors only.
     ALOGE("qarInit enter");
-    // A failure is reported under jorvHalclient's name for init, which existing log filters match.
+    // A failure is reported under jorvHalclient's name for init: callers parse that exact line.
     switch (qarEvent::callQarHal("jorv_init", [](IJorv& hal) { return hal.init(); })) {
-        case HalCall::kNotConnected:
+        case CallOutcome::kNotConnected:
+        case CallOutcome::kNotSent:
             return -1;
-        case HalCall::kVanished:
+        case CallOutcome::kVanished:
             ALOGE("g_qar_hal is null");
             return -1;
-        case HalCall::kFailed:
+        case CallOutcome::kFailed:
             return -2;
-        case HalCall::kOk:
+        case CallOutcome::kOk:
             break;
     }
     return 0;

@@ -10,7 +10,7 @@
 
 #include <memory>
 
-#include "halclient/ThreadAnnotations.h"
+#include "common/ThreadAnnotations.h"
 
 namespace qarEvent {
 
@@ -33,8 +33,5 @@ bool connectQarHal() EXCLUDES(g_qar_hal_mutex);
 // A null or failed status is logged with `name` and drops the connection, so that the next call
 // reconnects. Returns whether the call succeeded.
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) EXCLUDES(g_qar_hal_mutex);
-
-// Forgets the connection (exclusive hold).
-void dropQarHal() EXCLUDES(g_qar_hal_mutex);
 
 }  // namespace qarEvent

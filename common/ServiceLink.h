@@ -4,18 +4,12 @@
 // API's). Internal.
 
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 
 namespace qar {
 
 // The service instance both connections look up.
 inline constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
-
-// Whether a service call's status is present and ok.
-inline bool isStatusOk(const ndk::ScopedAStatus& status) {
-    return status.get() != nullptr && AStatus_isOk(status.get());
-}
 
 // Replaces `*recipient` by a new recipient calling `onDied` and links it to `proxy`, with the
 // proxy as cookie. The previous recipient belongs to an earlier connection: deleting it also
