@@ -4,18 +4,11 @@
 
 namespace qar {
 
-void dropConnection(SharedTimedMutex& mutex,
-                    std::shared_ptr<::aidl::vendor::vemra::hardware::jorv::IJorv>& hal) {
-    ExclusiveLock lock(mutex);
-    hal = nullptr;
-}
-
 bool checkCallStatus(const ndk::ScopedAStatus& status, const FailureLog& log, const char* name,
-                     SharedTimedMutex& mutex,
-                     std::shared_ptr<::aidl::vendor::vemra::hardware::jorv::IJorv>& hal) {
+                     void (*drop)()) {
     if (isStatusOk(status)) return true;
     __android_log_print(ANDROID_LOG_ERROR, log.tag, log.format, name);
-    dropConnection(mutex, hal);
+    drop();
     return false;
 }
 

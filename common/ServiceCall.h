@@ -3,12 +3,7 @@
 // What the library's two connections to the service share about a finished service call: how it
 // ended, and what a failed one does to its connection. Internal.
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_auto_utils.h>
-
-#include <memory>
-
-#include "common/ThreadAnnotations.h"
 
 namespace qar {
 
@@ -26,12 +21,6 @@ inline bool isStatusOk(const ndk::ScopedAStatus& status) {
     return status.get() != nullptr && AStatus_isOk(status.get());
 }
 
-// Forgets a connection: clears `hal` under an exclusive hold of `mutex`, the lock guarding it, so
-// that the next call reconnects.
-void dropConnection(SharedTimedMutex& mutex,
-                    std::shared_ptr<::aidl::vendor::vemra::hardware::jorv::IJorv>& hal)
-        EXCLUDES(mutex);
-
 // The text and log tag a connection reports a failed call with; `format` takes the operation's
 // name.
 struct FailureLog {
@@ -39,12 +28,10 @@ struct FailureLog {
     const char* format;
 };
 
-// Examines the status of a finished service call, made with the shared hold of `mutex` and already
-// released. A null or failed status is logged at ERROR with `name` and drops the connection, so
-// that the next call reconnects. Returns whether the call succeeded.
+// Examines the status of a finished service call, made with the shared hold of the connection's
+// lock and already released. A null or failed status is logged at ERROR with `name` and `drop`
+// forgets the connection, so that the next call reconnects. Returns whether the call succeeded.
 bool checkCallStatus(const ndk::ScopedAStatus& status, const FailureLog& log, const char* name,
-                     SharedTimedMutex& mutex,
-                     std::shared_ptr<::aidl::vendor::vemra::hardware::jorv::IJorv>& hal)
-        EXCLUDES(mutex);
+                     void (*drop)());
 
 }  // namespace qar

@@ -8,6 +8,8 @@
 
 namespace qar {
 
+using ::aidl::vendor::vemra::hardware::jorv::IJorv;
+
 // The service instance both connections look up.
 inline constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
 
@@ -15,8 +17,7 @@ inline constexpr const char kJorvInstance[] = "vendor.vemra.hardware.jorv.IJorv/
 // proxy as cookie. The previous recipient belongs to an earlier connection: deleting it also
 // unlinks it, so it neither leaks on every reconnect nor reports a later death a second time.
 // Returns whether the link holds. Called with the connection's lock held exclusively.
-inline bool relinkToDeath(::aidl::vendor::vemra::hardware::jorv::IJorv& proxy,
-                          AIBinder_DeathRecipient** recipient,
+inline bool relinkToDeath(IJorv& proxy, AIBinder_DeathRecipient** recipient,
                           AIBinder_DeathRecipient_onBinderDied onDied) {
     AIBinder_DeathRecipient_delete(*recipient);
     *recipient = AIBinder_DeathRecipient_new(onDied);

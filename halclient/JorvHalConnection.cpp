@@ -16,10 +16,16 @@ using ::qar::kJorvInstance;
 
 namespace {
 
+// Forgets the connection, so that the next call reconnects.
+void dropJorvHal() EXCLUDES(g_jorv_hal_mutex) {
+    qar::ExclusiveLock lock(g_jorv_hal_mutex);
+    g_jorv_hal = nullptr;
+}
+
 // Runs on a binder thread when the service dies. The next operation reconnects; nothing here waits
 // for the service. The cookie is deliberately ignored.
 void onJorvHalDied(void* /*cookie*/) {
-    qar::dropConnection(g_jorv_hal_mutex, g_jorv_hal);
+    dropJorvHal();
     ALOGE("Jorv HAL Service died");
 }
 
@@ -60,7 +66,7 @@ void get_jorv_hal_and_link_to_death() {
 bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) {
     static constexpr qar::FailureLog kFailureLog = {LOG_TAG,
                                                     "%s() failed: jorv HAL service not available"};
-    return qar::checkCallStatus(status, kFailureLog, name, g_jorv_hal_mutex, g_jorv_hal);
+    return qar::checkCallStatus(status, kFailureLog, name, dropJorvHal);
 }
 
 void jorv_init() {

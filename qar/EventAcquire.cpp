@@ -56,19 +56,10 @@ int32_t QarEventAcquire(int32_t cmdid, const std::string& pkg, const std::string
     ALOGI("QarEventAcquire, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg), orNone(identity));
     int32_t handle = -1;
     const JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
-    switch (qarEvent::callQarHal("QarEventAcquire",
-                                 [&](IJorv& hal) { return hal.request(parcel, &handle); })) {
-        case CallOutcome::kNotConnected:
-        case CallOutcome::kNotSent:
-        case CallOutcome::kVanished:
-            return -1;
-        case CallOutcome::kFailed:
-            ALOGE("jorvResCtlRequest error:%d", handle);
-            return -1;
-        case CallOutcome::kOk:
-            break;
-    }
-    return handle;
+    const CallOutcome call = qarEvent::callQarHal(
+            "QarEventAcquire", [&](IJorv& hal) { return hal.request(parcel, &handle); });
+    if (call == CallOutcome::kFailed) ALOGE("jorvResCtlRequest error:%d", handle);
+    return call == CallOutcome::kOk ? handle : -1;
 }
 
 int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::string& identity,
@@ -92,19 +83,12 @@ int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::
         }
         return hal.requestOneWay(parcel);
     });
-    switch (result) {
-        case CallOutcome::kNotConnected:
-        case CallOutcome::kNotSent:
-        case CallOutcome::kVanished:
-            return -1;
-        case CallOutcome::kFailed:
-            // The caller keeps the handle all the same: a one-way send has no failure to report.
-            ALOGE("jorvResCtlRequest error:%d", handle);
-            break;
-        case CallOutcome::kOk:
-            break;
+    if (result == CallOutcome::kFailed) {
+        // The caller keeps the handle all the same: a one-way send has no failure to report.
+        ALOGE("jorvResCtlRequest error:%d", handle);
+        return handle;
     }
-    return handle;
+    return result == CallOutcome::kOk ? handle : -1;
 }
 
 int32_t QarResAcquire(const std::vector<QarClient::Resource>& resources, int32_t /*unused*/,

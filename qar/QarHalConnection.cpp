@@ -22,9 +22,15 @@ AIBinder_DeathRecipient* g_qar_death_recipient = nullptr;
 
 namespace {
 
+// Forgets the connection, so that the next call reconnects.
+void dropQarHal() EXCLUDES(g_qar_hal_mutex) {
+    qar::ExclusiveLock lock(g_qar_hal_mutex);
+    g_qar_hal = nullptr;
+}
+
 // Runs on a binder thread when the service dies. The next call reconnects; the cookie is ignored.
 void onQarHalDied(void* /*cookie*/) {
-    qar::dropConnection(g_qar_hal_mutex, g_qar_hal);
+    dropQarHal();
     ALOGE("Jorv HAL Service died");
 }
 
@@ -69,7 +75,7 @@ bool connectQarHal() {
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) {
     static constexpr qar::FailureLog kFailureLog = {LOG_TAG,
                                                     "%s() failed : jorv HAL service not available"};
-    return qar::checkCallStatus(status, kFailureLog, name, g_qar_hal_mutex, g_qar_hal);
+    return qar::checkCallStatus(status, kFailureLog, name, dropQarHal);
 }
 
 }  // namespace qarEvent

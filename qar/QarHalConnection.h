@@ -4,17 +4,16 @@
 // jorvHalclient connection: either can be dropped and re-made without touching the other.
 // Internal to the library: nothing here is exported.
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_auto_utils.h>
-#include <android/binder_ibinder.h>
 
 #include <memory>
 
+#include "common/ServiceLink.h"
 #include "common/ThreadAnnotations.h"
 
 namespace qarEvent {
 
-using ::aidl::vendor::vemra::hardware::jorv::IJorv;
+using ::qar::IJorv;
 
 // Held shared across every service call, exclusively only to set or clear g_qar_hal.
 extern qar::SharedTimedMutex g_qar_hal_mutex;
