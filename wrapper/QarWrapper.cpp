@@ -17,8 +17,8 @@ using QarClient::Resource;
 
 namespace {
 
-// Most sources switch the rule of their own number. Sources 2, 3, 5 and 6 share this one and tell
-// themselves apart by the status they switch it on with.
+// The rule sources 2, 3, 5 and 6 share; they tell themselves apart by the status they switch it on
+// with.
 constexpr int32_t kSharedSourceRule = 200;
 
 // Resource ids the rules carry; what they control is the service's business.
