@@ -1,39 +1,18 @@
 #pragma once
 
-// The process-wide registries of callback objects. Internal; request_callbacks and its mutex are
-// also exported (JorvCallbackRegistry.h).
+// Access to the process-wide registries of callback objects (ClientGlobals.h). Internal.
 
-#include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
+#include "ClientGlobals.h"
 #include "JorvCallbackClient.h"
-#include "JorvCallbackRegistry.h"
-#include "ThreadAnnotations.h"
 
 namespace jorvHalclient {
 
-// One open listening: what it listens to (ids, or paths for a listening by path), the service's
-// handle, and the callback object the service was given.
-struct JorvCallbackGroup {
-    std::vector<int32_t> ids;
-    std::vector<std::string> paths;
-    int handle = -1;
-    std::shared_ptr<JorvCallbackClient> client;
-};
-
-// Lock order: g_jorv_hal_mutex (shared) first, then either registry's mutex. Neither registry
-// mutex is ever held while waiting for g_jorv_hal_mutex, shared or exclusive.
-extern qar::Mutex listening_callback_mutex;
-extern std::vector<JorvCallbackGroup> listening_callbacks GUARDED_BY(listening_callback_mutex);
-
-// request_callback_mutex is exported as a plain std::mutex, which the thread-safety analysis
-// cannot see. The library locks it through RequestCallbacksLock and reaches the vector only through
-// requestCallbacks(), both tied to this stand-in capability, so every access is still checked.
-class CAPABILITY("mutex") RequestCallbacksCapability {};
-extern RequestCallbacksCapability gRequestCallbacksCapability;
-
+// The library locks request_callback_mutex through RequestCallbacksLock and reaches the vector only
+// through requestCallbacks(), both tied to gRequestCallbacksCapability, so every access is still
+// checked.
 class SCOPED_CAPABILITY RequestCallbacksLock {
 public:
     RequestCallbacksLock() ACQUIRE(gRequestCallbacksCapability) { request_callback_mutex.lock(); }

@@ -36,17 +36,19 @@ std::shared_ptr<JorvCallbackClient> addRequestCallback(
 int jorvResCtlRequest(int param0, int param1, ResourceList& resources, int param3, int param4,
                       int param5, const std::shared_ptr<IClientCallback>& callback) {
     ALOGI("jorv client jorvResCtlRequest with callback");
-    // The failure line names the callback object rather than the function; log readers key on it.
+    // The failure line names the callback object rather than the function: callers parse that
+    // exact line.
     return sendRequest("jorv client JorvCallbackClient with callback", [&](JorvRequestParcel&
                                                                                    parcel) {
         if (!checkResourceList(resources)) {
             ALOGE("jorv client jorv_resctl_request ERROR: size unmatched for id and value ");
             return false;
         }
-        fillRequestScalars(parcel, kRequestTypeResource, param0, param1, param3, param4, param5);
+        fillRequestScalars(parcel, qar::kRequestTypeResource, param0, param1, param3, param4,
+                           param5);
         parcel.callback = addRequestCallback(
                 callback, "jorv client jorvResCtlRequest add to request_callbacks");
-        parcel.dataList = toRequestData(resources);
+        qar::appendRequestData(parcel.dataList, resources);
         return true;
     });
 }
@@ -55,7 +57,8 @@ int jorvSACtlRequest(int param0, int param1, int sceneActionId, int param3, int 
                      const std::shared_ptr<IClientCallback>& callback) {
     ALOGI("jorv client jorvSACtlRequest with callback");
     return sendRequest("jorvSACtlRequest with callback", [&](JorvRequestParcel& parcel) {
-        fillRequestScalars(parcel, kRequestTypeSceneAction, param0, param1, param3, param4, param5);
+        fillRequestScalars(parcel, qar::kRequestTypeSceneAction, param0, param1, param3, param4,
+                           param5);
         parcel.callback = addRequestCallback(
                 callback, "jorv client jorvSACtlRequest add to request_callbacks");
         parcel.dataList.emplace_back().id = sceneActionId;

@@ -28,7 +28,7 @@ enum class DiagnosticCommand : int32_t {
 int sendDiagnostic(DiagnosticCommand command, const char* name) {
     ALOGI("jorv client %s", name);
     const int handle = sendRequest(name, [&](JorvRequestParcel& parcel) {
-        parcel.requestType = kRequestTypeDiagnostic;
+        parcel.requestType = qar::kRequestTypeDiagnostic;
         parcel.param3 = 1;
         parcel.dataList.emplace_back().id = static_cast<int32_t>(command);
         return true;

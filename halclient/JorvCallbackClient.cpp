@@ -10,7 +10,7 @@
 #include <string>
 
 #include "CallbackRegistries.h"
-#include "ThreadAnnotations.h"
+#include "common/ThreadAnnotations.h"
 
 namespace jorvHalclient {
 

@@ -5,30 +5,27 @@
 #include <android/binder_manager.h>
 #include <log/log.h>
 
-#include "CallbackRegistries.h"
 #include "JorvHalclient.h"
-#include "ServiceLink.h"
+#include "JorvServiceCall.h"
+#include "common/ServiceCall.h"
+#include "common/ServiceLink.h"
 
 namespace jorvHalclient {
 
-// Definition order is initialisation order within this file (and the reverse is destruction order
-// at exit): the connection, its lock, then the two callback registries, each after its mutex.
-std::shared_ptr<IJorv> g_jorv_hal;
-qar::SharedTimedMutex g_jorv_hal_mutex;
-AIBinder_DeathRecipient* g_jorv_death_recipient = nullptr;
-qar::Mutex listening_callback_mutex;
-std::vector<JorvCallbackGroup> listening_callbacks;
-std::mutex request_callback_mutex;
-std::vector<std::shared_ptr<JorvCallbackClient>> request_callbacks;
-RequestCallbacksCapability gRequestCallbacksCapability;
+using ::qar::kJorvInstance;
 
 namespace {
+
+// Forgets the connection, so that the next call reconnects.
+void dropJorvHal() EXCLUDES(g_jorv_hal_mutex) {
+    qar::ExclusiveLock lock(g_jorv_hal_mutex);
+    g_jorv_hal = nullptr;
+}
 
 // Runs on a binder thread when the service dies. The next operation reconnects; nothing here waits
 // for the service. The cookie is deliberately ignored.
 void onJorvHalDied(void* /*cookie*/) {
-    qar::ExclusiveLock lock(g_jorv_hal_mutex);
-    g_jorv_hal = nullptr;
+    dropJorvHal();
     ALOGE("Jorv HAL Service died");
 }
 
@@ -44,8 +41,8 @@ void get_jorv_hal_and_link_to_death() {
         if (g_jorv_hal != nullptr) return;
     }
     // There is no atomic upgrade: another thread may connect between the two holds. A thread that
-    // loses that race logs the "not declared" line with the (then normally true) answer, which
-    // integrators have learnt to read as a lost race; the existing connection is kept.
+    // loses that race logs the "not declared" line with the (then normally true) answer, so that
+    // a 1 in that line marks a lost race; the existing connection is kept.
     qar::ExclusiveLock lock(g_jorv_hal_mutex);
     if (g_jorv_hal != nullptr || !AServiceManager_isDeclared(kJorvInstance)) {
         ALOGE("Jorv is not declared, AServiceManager_isDeclared:%d", isDeclaredFlag());
@@ -66,28 +63,15 @@ void get_jorv_hal_and_link_to_death() {
     }
 }
 
-void dropJorvHal() {
-    qar::ExclusiveLock lock(g_jorv_hal_mutex);
-    g_jorv_hal = nullptr;
-}
-
 bool checkJorvStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (qar::isStatusOk(status)) return true;
-    ALOGE("%s() failed: jorv HAL service not available", name);
-    dropJorvHal();
-    return false;
+    static constexpr qar::FailureLog kFailureLog = {LOG_TAG,
+                                                    "%s() failed: jorv HAL service not available"};
+    return qar::checkCallStatus(status, kFailureLog, name, dropJorvHal);
 }
 
 void jorv_init() {
     ALOGI("jorv client jorv_init");
-    get_jorv_hal_and_link_to_death();
-    ndk::ScopedAStatus status;
-    {
-        qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return;
-        status = g_jorv_hal->init();
-    }
-    checkJorvStatus(status, "jorv_init");
+    callJorvHal("jorv_init", [](IJorv& hal) { return std::optional(hal.init()); });
 }
 
 }  // namespace jorvHalclient

@@ -11,18 +11,16 @@
 
 #include "JorvHalConnection.h"
 #include "RequestParcels.h"
+#include "common/ServiceCall.h"
 
 namespace jorvHalclient {
 
-enum class CallOutcome {
-    kNotSent,  // no connection, or the caller refused to send
-    kFailed,   // the status was null or not ok; logged and the connection dropped
-    kOk,
-};
+using ::qar::CallOutcome;
 
 // Connects if needed, then runs `call(IJorv&)` with g_jorv_hal_mutex held shared, so the
 // connection cannot be dropped under the call. `call` returns the service call's status, or
 // std::nullopt to refuse (nothing sent). The hold is released before the status is examined.
+// Returns kNotConnected when there is no connection after connecting, kNotSent when `call` refused.
 // Must be called without g_jorv_hal_mutex held.
 template <typename Call>
 CallOutcome callJorvHal(const char* name, Call&& call) EXCLUDES(g_jorv_hal_mutex) {
@@ -30,7 +28,7 @@ CallOutcome callJorvHal(const char* name, Call&& call) EXCLUDES(g_jorv_hal_mutex
     ndk::ScopedAStatus status;
     {
         qar::SharedLock lock(g_jorv_hal_mutex);
-        if (g_jorv_hal == nullptr) return CallOutcome::kNotSent;
+        if (g_jorv_hal == nullptr) return CallOutcome::kNotConnected;
         std::optional<ndk::ScopedAStatus> sent = std::forward<Call>(call)(*g_jorv_hal);
         if (!sent.has_value()) return CallOutcome::kNotSent;
         status = std::move(*sent);

@@ -7,7 +7,6 @@
 #include "JorvHalclient.h"
 #include "JorvServiceCall.h"
 #include "ListeningRegistration.h"
-#include "ServiceLink.h"
 
 namespace jorvHalclient {
 
@@ -23,9 +22,9 @@ bool isDuplicate(const ListeningRequest& request) REQUIRES(listening_callback_mu
 
 JorvRequestParcel queryParcel(const ResourceList& resources, int param5) {
     JorvRequestParcel parcel;
-    parcel.requestType = kRequestTypeQuery;
+    parcel.requestType = qar::kRequestTypeQuery;
     parcel.param5 = param5;
-    parcel.dataList = toRequestData(resources);
+    qar::appendRequestData(parcel.dataList, resources);
     return parcel;
 }
 
@@ -35,25 +34,21 @@ int registerListening(const char* failureName, const std::function<ListeningRequ
                       const std::function<std::shared_ptr<JorvCallbackClient>()>& makeClient) {
     int32_t handle = -1;
     get_jorv_hal_and_link_to_death();
-    // The shared hold ends right after the service call while the registry lock is kept until the
-    // registry is updated, so the two are taken and let go by hand.
-    g_jorv_hal_mutex.lock_shared();
-    if (g_jorv_hal == nullptr) {
-        g_jorv_hal_mutex.unlock_shared();
-        return -1;
-    }
+    // The shared hold ends right after the service call, while the registry lock is kept until
+    // the registry is updated.
+    qar::SharedLock halLock(g_jorv_hal_mutex);
+    if (g_jorv_hal == nullptr) return -1;
     ListeningRequest request = build();
     ndk::ScopedAStatus status;
     {
         qar::ExclusiveLock registryLock(listening_callback_mutex);
         if (isDuplicate(request)) {
             ALOGE("Same callback interface registered already");
-            g_jorv_hal_mutex.unlock_shared();
             return -1;
         }
         std::shared_ptr<JorvCallbackClient> client = makeClient();
         status = g_jorv_hal->listeningRegister(request.parcel, client, &handle);
-        g_jorv_hal_mutex.unlock_shared();
+        halLock.unlock();
         if (qar::isStatusOk(status)) {
             // Remembered whatever handle came back: the service accepted the callback object.
             listening_callbacks.push_back(JorvCallbackGroup{
@@ -72,7 +67,7 @@ int registerListening(const char* failureName, const std::function<ListeningRequ
 int jorvResListeningRegister(ResourceList& resources, int param5,
                              const std::shared_ptr<IClientCallback>& callback) {
     ALOGI("jorvResListeningRegister");
-    // Reports the name of the map-by-path registration on failure; log readers key on that line.
+    // Reports the name of the map-by-path registration on failure: callers parse that exact line.
     return registerListening(
             "jorv_res_listening_register_map",
             [&] {

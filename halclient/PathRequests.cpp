@@ -31,7 +31,7 @@ void fillPathScalars(JorvRequestParcel& parcel, int param0, long param1, int par
     parcel.param5 = param5;
     parcel.param1 = static_cast<int64_t>(param1);
     parcel.param0 = param0;
-    parcel.requestType = kRequestTypeResource;
+    parcel.requestType = qar::kRequestTypeResource;
 }
 
 // Records for parallel paths and values (of equal length).
@@ -101,7 +101,7 @@ int jorv_resctl_request_with_callback_by_path(
         const std::vector<std::string>& values, int param3, int param4, int param5,
         const std::shared_ptr<IClientCallbackByPath>& callback) {
     ALOGI("jorv client jorv_resctl_request_with_callback");
-    // The failure line repeats the entry text; log readers key on it.
+    // The failure line repeats the entry text: callers parse that exact line.
     return sendRequest(
             "jorv client jorv_resctl_request_with_callback", [&](JorvRequestParcel& parcel) {
                 startPathParcel(parcel);

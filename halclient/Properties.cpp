@@ -11,7 +11,8 @@ namespace jorvHalclient {
 
 namespace {
 
-// The size of the buffer jorvPropertyGet hands out; callers rely on it.
+// The size of the buffer jorvPropertyGet hands out, part of its contract: callers may use all of
+// it.
 constexpr size_t kPropertyValueSize = 256;
 
 }  // namespace

@@ -12,15 +12,4 @@ void fillRequestScalars(JorvRequestParcel& parcel, int32_t requestType, int para
     parcel.param0 = param0;
 }
 
-std::vector<JorvRequestData> toRequestData(const ResourceList& resources) {
-    std::vector<JorvRequestData> data;
-    data.reserve(resources.size());
-    for (const QarClient::Resource& resource : resources) {
-        JorvRequestData& entry = data.emplace_back();
-        entry.id = resource.id;
-        if (resource.value.has_value()) entry.value = resource.value;
-    }
-    return data;
-}
-
 }  // namespace jorvHalclient

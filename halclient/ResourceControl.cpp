@@ -25,8 +25,9 @@ int jorvResCtlRequest(int param0, int param1, ResourceList& resources, int param
             ALOGE("jorvResCtlRequest ERROR: size unmatched for id and value ");
             return false;
         }
-        fillRequestScalars(parcel, kRequestTypeResource, param0, param1, param3, param4, param5);
-        parcel.dataList = toRequestData(resources);
+        fillRequestScalars(parcel, qar::kRequestTypeResource, param0, param1, param3, param4,
+                           param5);
+        qar::appendRequestData(parcel.dataList, resources);
         return true;
     });
 }
@@ -35,7 +36,8 @@ int jorvSACtlRequest(int param0, int param1, int sceneActionId, int param3, int 
                      int param5) {
     ALOGI("jorv client jorvSACtlRequest");
     return sendRequest("jorvSACtlRequest", [&](JorvRequestParcel& parcel) {
-        fillRequestScalars(parcel, kRequestTypeSceneAction, param0, param1, param3, param4, param5);
+        fillRequestScalars(parcel, qar::kRequestTypeSceneAction, param0, param1, param3, param4,
+                           param5);
         parcel.dataList.emplace_back().id = sceneActionId;
         return true;
     });

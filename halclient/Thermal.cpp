@@ -11,9 +11,8 @@ namespace jorvHalclient {
 namespace {
 
 // Thermal registrations join the listening registry without taking its lock and without the
-// duplicate test; existing callers register from one thread at start-up and rely on neither.
-// Kept as is, and kept out of the analysis: callers must not race it against other
-// registrations (see jorvThermalListeningRegister's contract).
+// duplicate test, and are kept out of the analysis: jorvThermalListeningRegister's contract
+// forbids calling it concurrently with any other registration.
 void appendThermalGroup(JorvCallbackGroup group) NO_THREAD_SAFETY_ANALYSIS {
     listening_callbacks.push_back(std::move(group));
 }
@@ -28,8 +27,8 @@ int jorvThermalNotify(ResourceList& resources, int param5) {
             ALOGE("jorvThermalNotify ERROR: size unmatched for id and level ");
             return false;
         }
-        parcel.requestType = kRequestTypeThermal;
-        parcel.dataList = toRequestData(resources);
+        parcel.requestType = qar::kRequestTypeThermal;
+        qar::appendRequestData(parcel.dataList, resources);
         return true;
     });
     return handle >= 1 ? 0 : -1;

@@ -8,25 +8,20 @@
 
 #include "QarEventApi.h"
 #include "QarHalCall.h"
-#include "RequestData.h"
 #include "TraceMarker.h"
+#include "common/LogText.h"
+#include "common/RequestData.h"
+#include "common/RequestTypes.h"
 
 using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
-using qarEvent::HalCall;
+using qar::CallOutcome;
+using qar::orNone;
 using qarEvent::IJorv;
 
 namespace {
 
 constexpr int32_t kCmdResource = -2;
 constexpr int32_t kCmdPlatformResource = -3;
-constexpr int32_t kRequestTypeResource = 1;
-constexpr int32_t kRequestTypeEvent = 8;
-constexpr int32_t kRequestTypePlatformResource = 12;
-
-// Logs show "none" for an empty text; the parcel carries the empty text itself.
-const char* orNone(const std::string& text) {
-    return text.empty() ? "none" : text.c_str();
-}
 
 // The trace marker's text after the function's name. Formatted by traceMarker only when tracing
 // is on: acquisitions sit on the touch and launch paths of their callers.
@@ -41,14 +36,14 @@ JorvRequestParcel eventParcel(int32_t cmdid, const std::string& pkg, const std::
     parcel.text1 = pkg;
     parcel.text2 = identity;
     if (cmdid == kCmdResource) {
-        parcel.requestType = kRequestTypeResource;
+        parcel.requestType = qar::kRequestTypeResource;
     } else if (cmdid == kCmdPlatformResource) {
-        parcel.requestType = kRequestTypePlatformResource;
+        parcel.requestType = qar::kRequestTypePlatformResource;
     } else {
-        parcel.requestType = kRequestTypeEvent;
+        parcel.requestType = qar::kRequestTypeEvent;
         parcel.dataList.emplace_back().id = cmdid;
     }
-    qarEvent::appendRequestData(parcel.dataList, resources);
+    qar::appendRequestData(parcel.dataList, resources);
     return parcel;
 }
 
@@ -61,18 +56,10 @@ int32_t QarEventAcquire(int32_t cmdid, const std::string& pkg, const std::string
     ALOGI("QarEventAcquire, cmdid:%d, pkg:%s, identity:%s", cmdid, orNone(pkg), orNone(identity));
     int32_t handle = -1;
     const JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
-    switch (qarEvent::callQarHal("QarEventAcquire",
-                                 [&](IJorv& hal) { return hal.request(parcel, &handle); })) {
-        case HalCall::kNotConnected:
-        case HalCall::kVanished:
-            return -1;
-        case HalCall::kFailed:
-            ALOGE("jorvResCtlRequest error:%d", handle);
-            return -1;
-        case HalCall::kOk:
-            break;
-    }
-    return handle;
+    const CallOutcome call = qarEvent::callQarHal(
+            "QarEventAcquire", [&](IJorv& hal) { return hal.request(parcel, &handle); });
+    if (call == CallOutcome::kFailed) ALOGE("jorvResCtlRequest error:%d", handle);
+    return call == CallOutcome::kOk ? handle : -1;
 }
 
 int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::string& identity,
@@ -89,25 +76,19 @@ int32_t QarEventAcquireOneWay(int32_t cmdid, const std::string& pkg, const std::
     JorvRequestParcel parcel = eventParcel(cmdid, pkg, identity, timeout, resources);
     parcel.param0 = handle;
     parcel.param5 = callingPid;
-    const HalCall result = qarEvent::callQarHal("QarEventAcquireOneWay", [&](IJorv& hal) {
+    const CallOutcome result = qarEvent::callQarHal("QarEventAcquireOneWay", [&](IJorv& hal) {
         for (const QarClient::Resource& resource : resources) {
             ALOGD("QarEventAcquireOneWay res_Id:%d ,res_Value:%s, ", resource.id,
                   resource.value.value_or("").c_str());
         }
         return hal.requestOneWay(parcel);
     });
-    switch (result) {
-        case HalCall::kNotConnected:
-        case HalCall::kVanished:
-            return -1;
-        case HalCall::kFailed:
-            // The caller keeps the handle all the same: a one-way send has no failure to report.
-            ALOGE("jorvResCtlRequest error:%d", handle);
-            break;
-        case HalCall::kOk:
-            break;
+    if (result == CallOutcome::kFailed) {
+        // The caller keeps the handle all the same: a one-way send has no failure to report.
+        ALOGE("jorvResCtlRequest error:%d", handle);
+        return handle;
     }
-    return handle;
+    return result == CallOutcome::kOk ? handle : -1;
 }
 
 int32_t QarResAcquire(const std::vector<QarClient::Resource>& resources, int32_t /*unused*/,

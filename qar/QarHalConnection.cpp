@@ -7,7 +7,8 @@
 
 #include "QarEventApi.h"
 #include "QarHalCall.h"
-#include "halclient/ServiceLink.h"
+#include "common/ServiceCall.h"
+#include "common/ServiceLink.h"
 
 namespace qarEvent {
 
@@ -21,10 +22,15 @@ AIBinder_DeathRecipient* g_qar_death_recipient = nullptr;
 
 namespace {
 
-// Runs on a binder thread when the service dies. The next call reconnects; the cookie is ignored.
-void onQarHalDied(void* /*cookie*/) {
+// Forgets the connection, so that the next call reconnects.
+void dropQarHal() EXCLUDES(g_qar_hal_mutex) {
     qar::ExclusiveLock lock(g_qar_hal_mutex);
     g_qar_hal = nullptr;
+}
+
+// Runs on a binder thread when the service dies. The next call reconnects; the cookie is ignored.
+void onQarHalDied(void* /*cookie*/) {
+    dropQarHal();
     ALOGE("Jorv HAL Service died");
 }
 
@@ -66,36 +72,31 @@ bool connectQarHal() {
     return result == 0;
 }
 
-void dropQarHal() {
-    qar::ExclusiveLock lock(g_qar_hal_mutex);
-    g_qar_hal = nullptr;
-}
-
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) {
-    if (qar::isStatusOk(status)) return true;
-    ALOGE("%s() failed : jorv HAL service not available", name);
-    dropQarHal();
-    return false;
+    static constexpr qar::FailureLog kFailureLog = {LOG_TAG,
+                                                    "%s() failed : jorv HAL service not available"};
+    return qar::checkCallStatus(status, kFailureLog, name, dropQarHal);
 }
 
 }  // namespace qarEvent
 
-using qarEvent::HalCall;
+using qar::CallOutcome;
 using qarEvent::IJorv;
 
 int32_t qarInit() {
     // Deliberately at error priority, so that it shows in logs that keep errors only.
     ALOGE("qarInit enter");
-    // A failure is reported under jorvHalclient's name for init, which existing log filters match.
+    // A failure is reported under jorvHalclient's name for init: callers parse that exact line.
     switch (qarEvent::callQarHal("jorv_init", [](IJorv& hal) { return hal.init(); })) {
-        case HalCall::kNotConnected:
+        case CallOutcome::kNotConnected:
+        case CallOutcome::kNotSent:
             return -1;
-        case HalCall::kVanished:
+        case CallOutcome::kVanished:
             ALOGE("g_qar_hal is null");
             return -1;
-        case HalCall::kFailed:
+        case CallOutcome::kFailed:
             return -2;
-        case HalCall::kOk:
+        case CallOutcome::kOk:
             break;
     }
     return 0;

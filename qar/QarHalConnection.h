@@ -4,17 +4,16 @@
 // jorvHalclient connection: either can be dropped and re-made without touching the other.
 // Internal to the library: nothing here is exported.
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_auto_utils.h>
-#include <android/binder_ibinder.h>
 
 #include <memory>
 
-#include "halclient/ThreadAnnotations.h"
+#include "common/ServiceLink.h"
+#include "common/ThreadAnnotations.h"
 
 namespace qarEvent {
 
-using ::aidl::vendor::vemra::hardware::jorv::IJorv;
+using ::qar::IJorv;
 
 // Held shared across every service call, exclusively only to set or clear g_qar_hal.
 extern qar::SharedTimedMutex g_qar_hal_mutex;
@@ -33,8 +32,5 @@ bool connectQarHal() EXCLUDES(g_qar_hal_mutex);
 // A null or failed status is logged with `name` and drops the connection, so that the next call
 // reconnects. Returns whether the call succeeded.
 bool checkQarStatus(const ndk::ScopedAStatus& status, const char* name) EXCLUDES(g_qar_hal_mutex);
-
-// Forgets the connection (exclusive hold).
-void dropQarHal() EXCLUDES(g_qar_hal_mutex);
 
 }  // namespace qarEvent

@@ -11,23 +11,19 @@
 
 #include "QarEventApi.h"
 #include "QarHalCall.h"
-#include "RequestData.h"
+#include "common/RequestData.h"
+#include "common/RequestTypes.h"
 
 using ::aidl::vendor::vemra::hardware::jorv::JorvRequestData;
 using ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel;
+using qar::CallOutcome;
 using QarClient::Resource;
 using qarEvent::g_qar_hal;
 using qarEvent::g_qar_hal_mutex;
-using qarEvent::HalCall;
 using qarEvent::IJorv;
 
 namespace {
 
-constexpr int32_t kRequestTypeHistory = 11;
-constexpr int32_t kRequestTypePowerMode = 13;
-constexpr int32_t kRequestTypePowerConsumption = 15;
-constexpr int32_t kRequestTypeDataSet = 16;
-constexpr int32_t kRequestTypeFeature = 17;
 // The resource whose state is the power-consumption figure; it is never asked for as a resource.
 constexpr int32_t kPowerConsumptionId = 0x1011670;
 
@@ -47,6 +43,22 @@ int toInt(size_t size) {
     return static_cast<int>(size);
 }
 
+// Sends a state query on the connection the caller made. False when the call failed (logged by
+// the call) or when the reply holds no entry (logged here).
+bool fetchState(const char* name, const JorvRequestParcel& parcel,
+                std::vector<JorvRequestData>& reply) {
+    if (qarEvent::callConnectedQarHal(name, [&](IJorv& hal) {
+            return hal.stateRequest(parcel, &reply);
+        }) != CallOutcome::kOk) {
+        return false;
+    }
+    if (reply.empty()) {
+        ALOGE("failed to get resource value");
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int32_t QarMutiResStateRequest(std::vector<Resource>& resources) {
@@ -57,17 +69,9 @@ int32_t QarMutiResStateRequest(std::vector<Resource>& resources) {
         return -1;
     }
     JorvRequestParcel parcel;  // request type 0: a state query
-    qarEvent::appendRequestData(parcel.dataList, resources);
+    qar::appendRequestData(parcel.dataList, resources);
     std::vector<JorvRequestData> reply;
-    if (qarEvent::callConnectedQarHal("QarMutiResStateRequest", [&](IJorv& hal) {
-            return hal.stateRequest(parcel, &reply);
-        }) != HalCall::kOk) {
-        return -1;
-    }
-    if (reply.empty()) {
-        ALOGE("failed to get resource value");
-        return -1;
-    }
+    if (!fetchState("QarMutiResStateRequest", parcel, reply)) return -1;
 
     int32_t filled = 0;
     for (Resource& resource : resources) {
@@ -100,14 +104,14 @@ void QarResStateRequest(int32_t opcode, std::string& out) {
 
 int32_t QarGetHistory(std::string& out) {
     ALOGI("qar client QarGetHistory");
-    const JorvRequestParcel parcel = queryParcel(kRequestTypeHistory);
+    const JorvRequestParcel parcel = queryParcel(qar::kRequestTypeHistory);
     std::vector<JorvRequestData> reply;
-    const HalCall call = qarEvent::callQarHal("QarGetHistory", [&](IJorv& hal) {
+    const CallOutcome call = qarEvent::callQarHal("QarGetHistory", [&](IJorv& hal) {
         ALOGI("qar client hal QarGetHistory");
         return hal.stateRequest(parcel, &reply);
     });
-    if (call == HalCall::kNotConnected || call == HalCall::kVanished) return -1;
-    if (call == HalCall::kFailed || reply.empty()) {
+    if (call == CallOutcome::kNotConnected || call == CallOutcome::kVanished) return -1;
+    if (call == CallOutcome::kFailed || reply.empty()) {
         ALOGE("failed to get history or return vector empty, data vector size %d",
               toInt(reply.size()));
         return -1;
@@ -134,7 +138,7 @@ int32_t QarGetPowerConsis() {
     {
         qar::SharedLock lock(g_qar_hal_mutex);
         if (g_qar_hal != nullptr) {
-            JorvRequestParcel parcel = queryParcel(kRequestTypePowerConsumption);
+            JorvRequestParcel parcel = queryParcel(qar::kRequestTypePowerConsumption);
             for (const char* value : {"0 1 35", "1 1 35", "2 1 35"}) {
                 JorvRequestData& entry = parcel.dataList.emplace_back();
                 entry.id = kPowerConsumptionId;
@@ -152,14 +156,14 @@ int32_t QarGetPowerConsis() {
 
 int32_t QarGetPMStatus(int32_t mode) {
     ALOGI("qar client QarGetPMStatus");
-    const JorvRequestParcel parcel = queryParcel(kRequestTypePowerMode, mode);
+    const JorvRequestParcel parcel = queryParcel(qar::kRequestTypePowerMode, mode);
     std::vector<JorvRequestData> reply;
-    const HalCall call = qarEvent::callQarHal("QarGetPMStatus", [&](IJorv& hal) {
+    const CallOutcome call = qarEvent::callQarHal("QarGetPMStatus", [&](IJorv& hal) {
         ALOGI("qar client hal QarGetPMStatus");
         return hal.stateRequest(parcel, &reply);
     });
-    if (call == HalCall::kNotConnected || call == HalCall::kVanished) return -1;
-    if (call == HalCall::kOk && !reply.empty()) {
+    if (call == CallOutcome::kNotConnected || call == CallOutcome::kVanished) return -1;
+    if (call == CallOutcome::kOk && !reply.empty()) {
         const std::string& status = reply.front().value.value();
         try {
             return std::stoi(status, nullptr, 10);
@@ -177,17 +181,9 @@ int32_t QarGetPMStatus(int32_t mode) {
 
 int32_t Qar_fetch_dataset(std::vector<Resource>& out) {
     ALOGI("Qar_fetch_dataset enter");
-    const JorvRequestParcel parcel = queryParcel(kRequestTypeDataSet);
+    const JorvRequestParcel parcel = queryParcel(qar::kRequestTypeDataSet);
     std::vector<JorvRequestData> reply;
-    if (qarEvent::callQarHal("Qar_fetch_dataset", [&](IJorv& hal) {
-            return hal.stateRequest(parcel, &reply);
-        }) != HalCall::kOk) {
-        return -1;
-    }
-    if (reply.empty()) {
-        ALOGE("failed to get resource value");
-        return -1;
-    }
+    if (!qarEvent::connectQarHal() || !fetchState("Qar_fetch_dataset", parcel, reply)) return -1;
     // Collected first so that an entry without a value leaves `out` as it was.
     std::vector<Resource> fetched;
     fetched.reserve(reply.size());
@@ -201,11 +197,11 @@ int32_t Qar_fetch_dataset(std::vector<Resource>& out) {
 
 int32_t QarGetFeatureStatus(int32_t featureId) {
     ALOGI("QarGetFeatureStatus enter");
-    const JorvRequestParcel parcel = queryParcel(kRequestTypeFeature, featureId);
+    const JorvRequestParcel parcel = queryParcel(qar::kRequestTypeFeature, featureId);
     std::vector<JorvRequestData> reply;
     if (qarEvent::callQarHal("QarGetFeatureStatus", [&](IJorv& hal) {
             return hal.stateRequest(parcel, &reply);
-        }) != HalCall::kOk) {
+        }) != CallOutcome::kOk) {
         return -1;
     }
     if (reply.size() != 1) {

@@ -17,8 +17,8 @@ enum class OpCodeSet : size_t {
 inline constexpr size_t kOpCodeBlockSize = 19;
 
 // Resource id for the value at `position` of a payload that uses `set`. Positions past the end of
-// the set read on into the sets laid out after it, as callers of the payload formats rely on; past
-// the end of the last set there is no id.
+// the set read on into the sets laid out after it, since a payload's extra values take the next
+// set's ids; past the end of the last set there is no id.
 std::optional<int32_t> opCodeAt(OpCodeSet set, size_t position);
 
 }  // namespace qar::wrapper

@@ -4,17 +4,21 @@
 
 #include <log/log.h>
 
+#include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "QarEventApi.h"
+#include "common/LogText.h"
 #include "wrapper/ActionLookup.h"
 
+using qar::orNone;
 using QarClient::Resource;
 
 namespace {
 
-// Most sources switch the rule of their own number. Sources 2, 3, 5 and 6 share this one and tell
-// themselves apart by the status they switch it on with.
+// The rule sources 2, 3, 5 and 6 share; they tell themselves apart by the status they switch it on
+// with.
 constexpr int32_t kSharedSourceRule = 200;
 
 // Resource ids the rules carry; what they control is the service's business.
@@ -25,10 +29,6 @@ constexpr int32_t kRes01011070 = 0x01011070;  // source 102
 
 // Value source 102 sends when switched on without a usable level.
 constexpr char kDefaultLevel102[] = "3";
-
-const char* orNone(const std::string& s) {
-    return s.empty() ? "none" : s.c_str();
-}
 
 // The wrapper has no way to report a failed switch (its callers get 0 regardless), and the event
 // API has logged it already.
@@ -48,16 +48,109 @@ int32_t packStatus15(int32_t type, int32_t param) {
     return static_cast<int32_t>(packed);
 }
 
+// What a notification from one source switches. `src`, `type` and `param` are the notification's
+// numbers; `payload` its text.
+using SourceRule = void (*)(int32_t src, int32_t type, int32_t param, const std::string& payload);
+
+// Most sources switch the rule of their own number to the notification's type.
+void ownRule(int32_t src, int32_t type, int32_t /*param*/, const std::string& /*payload*/) {
+    rule(src, type);
+}
+
+// Anything but "on" switches the shared rule off.
+void sharedRule(int32_t src, int32_t type, int32_t /*param*/, const std::string& /*payload*/) {
+    rule(kSharedSourceRule, type == 1 ? src : 0);
+}
+
+void source8(int32_t /*src*/, int32_t type, int32_t param, const std::string& /*payload*/) {
+    if (type == 0) {
+        rule(8, 0);
+    } else if (type == 1 || type == 2) {
+        rule(8, type,
+             param == 1 ? std::vector<Resource>{QarResourceInfo(kRes010103A0, "0")}
+                        : std::vector<Resource>{});
+    }
+}
+
+// Switching off sends an empty list, with no "enable 1" record to mirror the one sent on: that is
+// the shape the service has always received, so it is kept.
+void source9(int32_t /*src*/, int32_t type, int32_t /*param*/, const std::string& /*payload*/) {
+    if (type == 0) {
+        rule(9, 0);
+    } else if (type == 1) {
+        rule(9, 1, {QarResourceInfo(kRes010112F0, "enable 0"), QarResourceInfo(kRes01011910, "0")});
+    }
+}
+
+void source14(int32_t /*src*/, int32_t type, int32_t param, const std::string& payload) {
+    if (type == 0) {
+        clrGameUpgradeMode(14, 0);
+    } else if (type == 1) {
+        rule(14, 1, getGameUpgradeList(0, 0, param, 0, 0, payload));
+    }
+}
+
+void source15(int32_t /*src*/, int32_t type, int32_t param, const std::string& /*payload*/) {
+    if (isSwitch(type)) rule(15, packStatus15(type, param));
+}
+
+void source102(int32_t /*src*/, int32_t type, int32_t param, const std::string& /*payload*/) {
+    if (type == 0) {
+        rule(102, 0, {QarResourceInfo(kRes01011070, "0")});
+    } else if (type == 1) {
+        const bool noLevel = param == 0 || param == -1;
+        rule(102, 1,
+             {QarResourceInfo(kRes01011070,
+                              noLevel ? kDefaultLevel102 : stringUtils::valueOf(param))});
+    }
+}
+
+void source111(int32_t /*src*/, int32_t type, int32_t /*param*/, const std::string& /*payload*/) {
+    if (isSwitch(type)) {
+        rule(111, type, {QarResourceInfo(kRes010103A0, stringUtils::valueOf(type))});
+    }
+}
+
 // Sources 130, 131 and 9000: off with an empty list; on only with a payload, whose parsed records
 // (possibly none) go with the switch.
-template <typename Parse>
-void payloadRule(int32_t src, int32_t type, const std::string& payload, Parse parse) {
+template <std::vector<Resource> (*Parse)(const std::string&)>
+void payloadRule(int32_t src, int32_t type, int32_t /*param*/, const std::string& payload) {
     if (type == 0) {
         rule(src, 0);
     } else if (type == 1 && !payload.empty()) {
-        rule(src, 1, parse(payload));
+        rule(src, 1, Parse(payload));
     }
 }
+
+struct SourceRow {
+    int32_t src;
+    SourceRule apply;
+};
+
+// Every source with a rule; every other source has none.
+constexpr SourceRow kSourceRows[] = {
+        {1, ownRule},
+        {10, ownRule},
+        {11, ownRule},
+        {12, ownRule},
+        {16, ownRule},
+        {110, ownRule},
+        {129, ownRule},
+        {1000, ownRule},
+        {2, sharedRule},
+        {3, sharedRule},
+        {5, sharedRule},
+        {6, sharedRule},
+        {8, source8},
+        {9, source9},
+        {14, source14},
+        {15, source15},
+        {102, source102},
+        {111, source111},
+        {130, payloadRule<getTargetLoadList>},
+        {131, payloadRule<getColocationList>},
+        {9000, payloadRule<getGameAdpList>},
+};
 
 }  // namespace
 
@@ -78,81 +171,8 @@ void QarReleaseWapper(int32_t handle) {
 int32_t QarNotifyWapper(const std::string& name, int32_t src, int32_t type, int32_t param,
                         int32_t /*unused4*/, int32_t /*unused5*/, const std::string& payload) {
     ALOGI("[%s] %s, src:%d, type:%d", __func__, orNone(name), src, type);
-    switch (src) {
-        case 1:
-        case 10:
-        case 11:
-        case 12:
-        case 16:
-        case 110:
-        case 129:
-        case 1000:
-            rule(src, type);
-            break;
-        case 2:
-        case 3:
-        case 5:
-        case 6:
-            // Anything but "on" switches the shared rule off.
-            rule(kSharedSourceRule, type == 1 ? src : 0);
-            break;
-        case 8:
-            if (type == 0) {
-                rule(8, 0);
-            } else if (type == 1 || type == 2) {
-                rule(8, type,
-                     param == 1 ? std::vector<Resource>{QarResourceInfo(kRes010103A0, "0")}
-                                : std::vector<Resource>{});
-            }
-            break;
-        case 9:
-            // Switching off sends an empty list, with no "enable 1" record to mirror the one sent
-            // on: that is the shape the service has always received, so it is kept.
-            if (type == 0) {
-                rule(9, 0);
-            } else if (type == 1) {
-                rule(9, 1,
-                     {QarResourceInfo(kRes010112F0, "enable 0"),
-                      QarResourceInfo(kRes01011910, "0")});
-            }
-            break;
-        case 14:
-            if (type == 0) {
-                clrGameUpgradeMode(14, 0);
-            } else if (type == 1) {
-                rule(14, 1, getGameUpgradeList(0, 0, param, 0, 0, payload));
-            }
-            break;
-        case 15:
-            if (isSwitch(type)) rule(15, packStatus15(type, param));
-            break;
-        case 102:
-            if (type == 0) {
-                rule(102, 0, {QarResourceInfo(kRes01011070, "0")});
-            } else if (type == 1) {
-                const bool noLevel = param == 0 || param == -1;
-                rule(102, 1,
-                     {QarResourceInfo(kRes01011070,
-                                      noLevel ? kDefaultLevel102 : stringUtils::valueOf(param))});
-            }
-            break;
-        case 111:
-            if (isSwitch(type)) {
-                rule(111, type, {QarResourceInfo(kRes010103A0, stringUtils::valueOf(type))});
-            }
-            break;
-        case 130:
-            payloadRule(src, type, payload, getTargetLoadList);
-            break;
-        case 131:
-            payloadRule(src, type, payload, getColocationList);
-            break;
-        case 9000:
-            payloadRule(src, type, payload, getGameAdpList);
-            break;
-        default:
-            // Every other source has no rule.
-            break;
-    }
+    const auto row = std::find_if(std::begin(kSourceRows), std::end(kSourceRows),
+                                  [src](const SourceRow& entry) { return entry.src == src; });
+    if (row != std::end(kSourceRows)) row->apply(src, type, param, payload);
     return 0;
 }

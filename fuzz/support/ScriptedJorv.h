@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "halclient/ThreadAnnotations.h"
+#include "common/ThreadAnnotations.h"
 
 namespace qarfuzz {
 

@@ -32,9 +32,10 @@ fail() {
     exit 1
 }
 
-# What the library's build needs; tools, tests, benchmarks and fuzzers are left out.
+# What the library's build needs, and the tools it configures; tests, benchmarks and fuzzers are
+# left out.
 mkdir -p "${copy}"
-for entry in CMakeLists.txt cmake host include halclient qar wrapper libvemra-qar-client.map.txt; do
+for entry in CMakeLists.txt cmake host include common halclient qar wrapper tools libvemra-qar-client.map.txt; do
     cp -R "${source_dir}/${entry}" "${copy}/"
 done
 cp "${copy}/include/QarResource.h" "${work}/QarResource.h"

@@ -7,7 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "halclient/ThreadAnnotations.h"
+#include "common/ThreadAnnotations.h"
 
 namespace jorvsim {
 

@@ -14,9 +14,7 @@
 #define CAPABILITY(x) QAR_TSA(capability(x))
 #define SCOPED_CAPABILITY QAR_TSA(scoped_lockable)
 #define GUARDED_BY(x) QAR_TSA(guarded_by(x))
-#define PT_GUARDED_BY(x) QAR_TSA(pt_guarded_by(x))
 #define REQUIRES(...) QAR_TSA(requires_capability(__VA_ARGS__))
-#define REQUIRES_SHARED(...) QAR_TSA(requires_shared_capability(__VA_ARGS__))
 #define ACQUIRE(...) QAR_TSA(acquire_capability(__VA_ARGS__))
 #define ACQUIRE_SHARED(...) QAR_TSA(acquire_shared_capability(__VA_ARGS__))
 #define RELEASE(...) QAR_TSA(release_capability(__VA_ARGS__))
@@ -42,18 +40,27 @@ public:
     void unlock() RELEASE() { std::mutex::unlock(); }
 };
 
-// Holds a SharedTimedMutex shared for the scope.
+// Holds a SharedTimedMutex shared until unlock() or the end of the scope, whichever comes first.
+// The early release serves callers whose lock order requires letting go of the connection before
+// a lock taken later.
 class SCOPED_CAPABILITY SharedLock {
 public:
     explicit SharedLock(SharedTimedMutex& mutex) ACQUIRE_SHARED(mutex) : mMutex(mutex) {
         mMutex.lock_shared();
     }
-    ~SharedLock() RELEASE() { mMutex.unlock_shared(); }
+    ~SharedLock() RELEASE() {
+        if (mHeld) mMutex.unlock_shared();
+    }
+    void unlock() RELEASE() {
+        mMutex.unlock_shared();
+        mHeld = false;
+    }
     SharedLock(const SharedLock&) = delete;
     SharedLock& operator=(const SharedLock&) = delete;
 
 private:
     SharedTimedMutex& mMutex;
+    bool mHeld = true;
 };
 
 // Holds a mutex exclusively for the scope.
