@@ -33,7 +33,7 @@ TEST_F(RobustnessTest, ForgedPingIsAnswered) {
     RawConnection raw(socket_);
     ASSERT_TRUE(raw.ok());
     for (uint64_t txn : {1u, 2u}) {
-        ASSERT_TRUE(raw.send(transactionFrame(txn, kRootObject, kPing, {})));
+        ASSERT_TRUE(raw.send(transactionFrame(txn, wire::kRootObjectId, kPing, {})));
         EXPECT_EQ(raw.replyStatus(txn), std::optional<int32_t>(STATUS_OK));
     }
 }
@@ -50,7 +50,7 @@ const MalformedCase kMalformed[] = {
          [] {
              Bytes b;
              put<uint32_t>(b, 0xffffffffu);
-             put<uint32_t>(b, kTransaction);
+             put<uint32_t>(b, wire::kTransaction);
              return b;
          },
          false},
@@ -58,7 +58,7 @@ const MalformedCase kMalformed[] = {
          [] {
              Bytes b;
              put<uint32_t>(b, (16u << 20) + 8);
-             put<uint32_t>(b, kTransaction);
+             put<uint32_t>(b, wire::kTransaction);
              return b;
          },
          false},
@@ -66,13 +66,13 @@ const MalformedCase kMalformed[] = {
          [] {
              Bytes b;
              put<uint32_t>(b, 4);
-             put<uint32_t>(b, kTransaction);
+             put<uint32_t>(b, wire::kTransaction);
              return b;
          },
          false},
         {"unknownFrameType",
          [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, {});
+             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, {});
              patch<uint32_t>(b, 4, 77);
              return b;
          },
@@ -81,21 +81,21 @@ const MalformedCase kMalformed[] = {
          [] {
              Bytes b;
              put<uint32_t>(b, kFrameHeaderSize + 8);
-             put<uint32_t>(b, kTransaction);
+             put<uint32_t>(b, wire::kTransaction);
              put<uint64_t>(b, 1);
              return b;
          },
          false},
         {"dataSizeBeyondFrame",
          [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(8, 0));
+             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0));
              patch<uint32_t>(b, kDataSizeAt, 4096);
              return b;
          },
          false},
         {"objectCountBeyondFrame",
          [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(8, 0));
+             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0));
              patch<uint32_t>(b, kObjectCountAt, 1000000);
              return b;
          },
@@ -106,12 +106,12 @@ const MalformedCase kMalformed[] = {
              put<uint32_t>(obj, 4096);  // offset
              put<uint32_t>(obj, 1);     // sender's object
              put<uint64_t>(obj, 5);
-             return transactionFrame(1, kRootObject, kPing, Bytes(8, 0), 1, obj);
+             return transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0), 1, obj);
          },
          false},
         {"truncatedFrame",
          [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(64, 1));
+             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(64, 1));
              b.resize(b.size() - 20);
              return b;
          },
@@ -141,7 +141,7 @@ TEST_P(MalformedFrameTest, ClosesOnlyThatConnection) {
         if (c.halfClose) raw.finishSending();
         EXPECT_TRUE(raw.closedByPeer()) << "the service kept a connection that sent " << c.name;
         expectStillServing();
-        ASSERT_TRUE(bystander.send(transactionFrame(9, kRootObject, kPing, {})));
+        ASSERT_TRUE(bystander.send(transactionFrame(9, wire::kRootObjectId, kPing, {})));
         EXPECT_EQ(bystander.replyStatus(9), std::optional<int32_t>(STATUS_OK));
     }
     expectChildFdsBackToBaseline();
@@ -154,13 +154,13 @@ TEST_F(RobustnessTest, WellFramedNonsenseGetsAnErrorReply) {
     RawConnection raw(socket_);
     ASSERT_TRUE(raw.ok());
     // IJorv.request with a body that is not a request (no interface token, nothing valid).
-    ASSERT_TRUE(raw.send(
-            transactionFrame(1, kRootObject, FIRST_CALL_TRANSACTION + 1, Bytes{1, 2, 3, 4})));
+    ASSERT_TRUE(raw.send(transactionFrame(1, wire::kRootObjectId, FIRST_CALL_TRANSACTION + 1,
+                                          Bytes{1, 2, 3, 4})));
     const auto status = raw.replyStatus(1);
     ASSERT_TRUE(status.has_value()) << "no reply";
     EXPECT_NE(*status, STATUS_OK);
     // The connection stays usable.
-    ASSERT_TRUE(raw.send(transactionFrame(2, kRootObject, kPing, {})));
+    ASSERT_TRUE(raw.send(transactionFrame(2, wire::kRootObjectId, kPing, {})));
     EXPECT_EQ(raw.replyStatus(2), std::optional<int32_t>(STATUS_OK));
     expectStillServing();
 }
@@ -183,8 +183,8 @@ TEST_F(RobustnessTest, ForeignReplyAndOverReleaseHurtNobodyElse) {
         RawConnection raw(socket_);
         ASSERT_TRUE(raw.ok());
         Bytes reply;
-        put<uint32_t>(reply, kFrameHeaderSize + kReplyHeaderSize);
-        put<uint32_t>(reply, kReply);
+        put<uint32_t>(reply, kFrameHeaderSize + sizeof(wire::ReplyHeader));
+        put<uint32_t>(reply, wire::kReply);
         put<uint64_t>(reply, 424242);  // no such transaction
         put<int32_t>(reply, 0);
         put<uint32_t>(reply, 0);
@@ -197,12 +197,12 @@ TEST_F(RobustnessTest, ForeignReplyAndOverReleaseHurtNobodyElse) {
         ASSERT_TRUE(greedy.ok());
         Bytes dec;
         put<uint32_t>(dec, kFrameHeaderSize + 16);
-        put<uint32_t>(dec, kDecRefs);
-        put<uint64_t>(dec, kRootObject);
+        put<uint32_t>(dec, wire::kDecRefs);
+        put<uint64_t>(dec, wire::kRootObjectId);
         put<uint32_t>(dec, 1000);
         put<uint32_t>(dec, 0);
         greedy.send(dec);
-        greedy.send(transactionFrame(1, kRootObject, kPing, {}));
+        greedy.send(transactionFrame(1, wire::kRootObjectId, kPing, {}));
         greedy.replyStatus(1);  // whatever it is; it only has to come or the connection close
     }
     expectStillServing();
@@ -215,7 +215,7 @@ TEST_F(RobustnessTest, StalledSendersDoNotBlockOthers) {
         for (int i = 0; i < 20; ++i) {
             stalled.push_back(std::make_unique<RawConnection>(socket_));
             ASSERT_TRUE(stalled.back()->ok());
-            Bytes partial = transactionFrame(1, kRootObject, kPing, Bytes(32, 0));
+            Bytes partial = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(32, 0));
             partial.resize(i % 2 == 0 ? 3 : partial.size() - 5);
             ASSERT_TRUE(stalled.back()->send(partial));
         }

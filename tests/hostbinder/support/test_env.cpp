@@ -2,7 +2,6 @@
 
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
-#include <dirent.h>
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <spawn.h>
@@ -16,6 +15,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "support/mirror.h"
 
@@ -29,20 +29,16 @@ std::string procDir(pid_t pid, const char* what) {
 }
 
 int countEntries(const std::string& path) {
-    DIR* d = opendir(path.c_str());
-    if (d == nullptr) return -1;
-    int n = 0;
-    while (dirent* e = readdir(d)) {
-        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) ++n;
-    }
-    closedir(d);
-    // The directory stream itself holds a descriptor while /proc/self/fd is read.
-    return n;
+    std::error_code ec;
+    std::filesystem::directory_iterator it(path, ec);
+    if (ec) return -1;
+    return static_cast<int>(std::distance(it, std::filesystem::directory_iterator()));
 }
 
 }  // namespace
 
 int countFds(pid_t pid) {
+    // The directory iterator itself holds a descriptor while /proc/self/fd is read.
     const int n = countEntries(procDir(pid, "fd"));
     return pid == 0 && n > 0 ? n - 1 : n;
 }
@@ -77,17 +73,13 @@ std::vector<std::string> socketsIn(const std::string& dir) {
     return found;
 }
 
-int connectUnix(const std::string& path) {
+android::base::unique_fd connectUnix(const std::string& path) {
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(addr.sun_path)) return -1;
+    if (path.size() >= sizeof(addr.sun_path)) return {};
     std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
-        close(fd);
-        return -1;
-    }
+    android::base::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (fd.ok() && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) fd.reset();
     return fd;
 }
 
@@ -113,11 +105,6 @@ ServiceDir::~ServiceDir() {
     if (path_.empty()) return;
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
-}
-
-void ServiceDir::writeManifest(const std::vector<std::string>& lines) const {
-    std::ofstream out(path_ + "/manifest", std::ios::trunc);
-    for (const auto& line : lines) out << line << "\n";
 }
 
 // --- LocalServices ---------------------------------------------------------------------------
