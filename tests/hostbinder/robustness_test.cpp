@@ -44,74 +44,49 @@ struct MalformedCase {
     bool halfClose;  // the frame is only wrong once the sender stops sending
 };
 
+Bytes header(uint32_t size, uint32_t type) {
+    Bytes b;
+    put(b, wire::FrameHeader{size, type});
+    return b;
+}
+
+Bytes ping(Bytes data = {}) {
+    return transactionFrame(1, wire::kRootObjectId, kPing, data);
+}
+
+template <typename T>
+Bytes patched(Bytes b, size_t offset, T value) {
+    patch(b, offset, value);
+    return b;
+}
+
 const MalformedCase kMalformed[] = {
         {"garbage", [] { return Bytes(64, 0xa5); }, false},
-        {"hugeSize",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, 0xffffffffu);
-             put<uint32_t>(b, wire::kTransaction);
-             return b;
-         },
-         false},
-        {"sizeJustOverTheLimit",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, (16u << 20) + 8);
-             put<uint32_t>(b, wire::kTransaction);
-             return b;
-         },
-         false},
-        {"sizeSmallerThanHeader",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, 4);
-             put<uint32_t>(b, wire::kTransaction);
-             return b;
-         },
-         false},
-        {"unknownFrameType",
-         [] {
-             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, {});
-             patch<uint32_t>(b, 4, 77);
-             return b;
-         },
-         false},
+        {"hugeSize", [] { return header(0xffffffffu, wire::kTransaction); }, false},
+        {"sizeJustOverTheLimit", [] { return header((16u << 20) + 8, wire::kTransaction); }, false},
+        {"sizeSmallerThanHeader", [] { return header(4, wire::kTransaction); }, false},
+        {"unknownFrameType", [] { return patched<uint32_t>(ping(), 4, 77); }, false},
         {"transactionShorterThanItsHeader",
          [] {
-             Bytes b;
-             put<uint32_t>(b, kFrameHeaderSize + 8);
-             put<uint32_t>(b, wire::kTransaction);
+             Bytes b = header(kFrameHeaderSize + 8, wire::kTransaction);
              put<uint64_t>(b, 1);
              return b;
          },
          false},
-        {"dataSizeBeyondFrame",
-         [] {
-             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0));
-             patch<uint32_t>(b, kDataSizeAt, 4096);
-             return b;
-         },
+        {"dataSizeBeyondFrame", [] { return patched<uint32_t>(ping(Bytes(8)), kDataSizeAt, 4096); },
          false},
         {"objectCountBeyondFrame",
-         [] {
-             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0));
-             patch<uint32_t>(b, kObjectCountAt, 1000000);
-             return b;
-         },
-         false},
+         [] { return patched<uint32_t>(ping(Bytes(8)), kObjectCountAt, 1000000); }, false},
         {"objectOffsetOutsideData",
          [] {
              Bytes obj;
-             put<uint32_t>(obj, 4096);  // offset
-             put<uint32_t>(obj, 1);     // sender's object
-             put<uint64_t>(obj, 5);
+             put(obj, wire::WireObject{4096, wire::kSenderObject, 5});
              return transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0), 1, obj);
          },
          false},
         {"truncatedFrame",
          [] {
-             Bytes b = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(64, 1));
+             Bytes b = ping(Bytes(64, 1));
              b.resize(b.size() - 20);
              return b;
          },
@@ -182,25 +157,15 @@ TEST_F(RobustnessTest, ForeignReplyAndOverReleaseHurtNobodyElse) {
     {
         RawConnection raw(socket_);
         ASSERT_TRUE(raw.ok());
-        Bytes reply;
-        put<uint32_t>(reply, kFrameHeaderSize + sizeof(wire::ReplyHeader));
-        put<uint32_t>(reply, wire::kReply);
-        put<uint64_t>(reply, 424242);  // no such transaction
-        put<int32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
+        Bytes reply = header(kFrameHeaderSize + sizeof(wire::ReplyHeader), wire::kReply);
+        put(reply, wire::ReplyHeader{424242, 0, 0, 0, 0});  // no such transaction
         raw.send(reply);
 
         // Give back far more references to the service object than this connection was given.
         RawConnection greedy(socket_);
         ASSERT_TRUE(greedy.ok());
-        Bytes dec;
-        put<uint32_t>(dec, kFrameHeaderSize + 16);
-        put<uint32_t>(dec, wire::kDecRefs);
-        put<uint64_t>(dec, wire::kRootObjectId);
-        put<uint32_t>(dec, 1000);
-        put<uint32_t>(dec, 0);
+        Bytes dec = header(kFrameHeaderSize + sizeof(wire::DecRef), wire::kDecRefs);
+        put(dec, wire::DecRef{wire::kRootObjectId, 1000, 0});
         greedy.send(dec);
         greedy.send(transactionFrame(1, wire::kRootObjectId, kPing, {}));
         greedy.replyStatus(1);  // whatever it is; it only has to come or the connection close
@@ -255,7 +220,24 @@ TEST_F(RobustnessTest, ConnectionChurnLeavesNothingBehind) {
 
 // --- Cycles of whole services ---------------------------------------------------------------
 
-class CycleTest : public HostBinderTest {};
+class CycleTest : public HostBinderTest {
+protected:
+    // Runs `warmUp` cycles (whatever the runtime keeps for good exists after them), then `n` more,
+    // after which this process must be back to its descriptors and, but for the pool, threads.
+    template <typename Cycle>
+    void expectFlatAcross(int warmUp, int n, Cycle&& cycle) {
+        for (int i = -warmUp; i < 0; ++i) cycle(i);
+        if (HasFatalFailure()) return;
+        const int fds = countFds();
+        const int threads = countThreads();
+        for (int i = 0; i < n && !HasFatalFailure(); ++i) cycle(i);
+        if (HasFatalFailure()) return;
+        EXPECT_TRUE(waitFor([&] { return countFds() <= fds; }))
+                << "fds " << countFds() << " > " << fds;
+        EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
+                << "threads " << countThreads() << " > " << threads;
+    }
+};
 
 // Publish, look up, call, kill: the runtime must give back every descriptor and thread.
 TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
@@ -272,17 +254,7 @@ TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
         jorv.reset();
         ASSERT_EQ(local_.kill(instance), STATUS_OK) << "cycle " << i;
     };
-    for (int i = -10; i < 0; ++i) cycle(i);  // whatever the runtime keeps for good exists now
-    if (HasFatalFailure()) return;
-    const int fds = countFds();
-    const int threads = countThreads();
-    for (int i = 0; i < 200; ++i) {
-        cycle(i);
-        if (HasFatalFailure()) return;
-    }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
-    EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
-            << "threads " << countThreads() << " > " << threads;
+    expectFlatAcross(10, 200, cycle);
 }
 
 // Services that die under their clients: each death is handled and cleaned up.
@@ -299,17 +271,7 @@ TEST_F(CycleTest, ChildServiceDeathCyclesKeepFdsAndThreadsFlat) {
         child.kill();
         ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); })) << "cycle " << i;
     };
-    for (int i = -3; i < 0; ++i) cycle(i);
-    if (HasFatalFailure()) return;
-    const int fds = countFds();
-    const int threads = countThreads();
-    for (int i = 0; i < 30; ++i) {
-        cycle(i);
-        if (HasFatalFailure()) return;
-    }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
-    EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
-            << "threads " << countThreads() << " > " << threads;
+    expectFlatAcross(3, 30, cycle);
 }
 
 }  // namespace
