@@ -83,6 +83,37 @@ android::base::unique_fd connectUnix(const std::string& path) {
     return fd;
 }
 
+pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix,
+                const std::vector<std::string>& extra) {
+    std::vector<std::string> env;
+    for (char** e = environ; *e != nullptr; ++e) {
+        if (dropPrefix.empty() || std::strncmp(*e, dropPrefix.c_str(), dropPrefix.size()) != 0) {
+            env.emplace_back(*e);
+        }
+    }
+    env.insert(env.end(), extra.begin(), extra.end());
+    auto pointers = [](std::vector<std::string>& strings) {
+        std::vector<char*> out;
+        for (auto& s : strings) out.push_back(s.data());
+        out.push_back(nullptr);
+        return out;
+    };
+    std::vector<char*> argv = pointers(args);
+    std::vector<char*> envp = pointers(env);
+    pid_t pid = -1;
+    return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), envp.data()) == 0 ? pid : -1;
+}
+
+int waitExit(pid_t pid) {
+    int status = 0;
+    if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; })) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 std::string jorvInstance(const std::string& name) {
     return std::string(aidl::vendor::vemra::hardware::jorv::IJorv::descriptor) + "/" + name;
 }
@@ -150,16 +181,8 @@ std::string ChildService::mirrorInstance() const {
     if (pid_ > 0) return ::testing::AssertionFailure() << "already running as " << pid_;
     std::vector<std::string> args = {HOSTBINDER_TEST_SERVICE_PATH, instance_, dir_};
     if (options_.mirror) args.emplace_back("--mirror");
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-
-    pid_t pid = -1;
-    const int err = posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ);
-    if (err != 0) {
-        return ::testing::AssertionFailure() << "posix_spawn: " << std::strerror(err);
-    }
-    pid_ = pid;
+    pid_ = spawnWith(args);
+    if (pid_ < 0) return ::testing::AssertionFailure() << "cannot start " << args[0];
 
     auto published = [](const std::string& name) {
         ndk::SpAIBinder b(AServiceManager_checkService(name.c_str()));

@@ -44,6 +44,14 @@ std::vector<std::string> socketsIn(const std::string& dir);
 // A connected AF_UNIX stream socket to `path`, or none.
 android::base::unique_fd connectUnix(const std::string& path);
 
+// Starts `args` with this process's environment, less the variables whose "NAME=value" starts with
+// `dropPrefix` (none when empty), plus `extra`; the child's pid, or -1.
+pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix = "",
+                const std::vector<std::string>& extra = {});
+// Waits, bounded, for `pid` to exit: its exit code, or -1 when it was signalled or had to be
+// killed.
+int waitExit(pid_t pid);
+
 // Instance name the interface would be registered under on a device.
 std::string jorvInstance(const std::string& name = "default");
 
