@@ -563,22 +563,15 @@ binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayDa
 
 // --- C API: scalars and arrays -----------------------------------------------------------------
 
-// The C entry points of the fixed-size types differ only in their names and types.
-#define HB_PARCEL_WORD(Name, Type)                                           \
+// The C entry points of the fixed-size types differ only in their names and types, and in how
+// a value is laid out: a word-or-larger type as itself, a sub-word type as an int32 (arrays of
+// those are packed, then padded).
+#define HB_PARCEL_VALUE(Name, Type, write, read)                             \
     binder_status_t AParcel_write##Name(AParcel* parcel, Type value) {       \
-        return writeValue(parcel, value);                                    \
+        return write(parcel, value);                                         \
     }                                                                        \
     binder_status_t AParcel_read##Name(const AParcel* parcel, Type* value) { \
-        return readValue(parcel, value);                                     \
-    }
-
-// Sub-word types: one word each as a value, packed (then padded) in an array.
-#define HB_PARCEL_NARROW(Name, Type)                                         \
-    binder_status_t AParcel_write##Name(AParcel* parcel, Type value) {       \
-        return writeAsInt32(parcel, value);                                  \
-    }                                                                        \
-    binder_status_t AParcel_read##Name(const AParcel* parcel, Type* value) { \
-        return readFromInt32(parcel, value);                                 \
+        return read(parcel, value);                                          \
     }
 
 #define HB_PARCEL_ARRAY(Name, Type)                                                        \
@@ -591,15 +584,15 @@ binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayDa
         return readArray(parcel, arrayData, allocator);                                    \
     }
 
-HB_PARCEL_WORD(Int32, int32_t)
-HB_PARCEL_WORD(Uint32, uint32_t)
-HB_PARCEL_WORD(Int64, int64_t)
-HB_PARCEL_WORD(Uint64, uint64_t)
-HB_PARCEL_WORD(Float, float)
-HB_PARCEL_WORD(Double, double)
-HB_PARCEL_NARROW(Bool, bool)
-HB_PARCEL_NARROW(Char, char16_t)
-HB_PARCEL_NARROW(Byte, int8_t)
+HB_PARCEL_VALUE(Int32, int32_t, writeValue, readValue)
+HB_PARCEL_VALUE(Uint32, uint32_t, writeValue, readValue)
+HB_PARCEL_VALUE(Int64, int64_t, writeValue, readValue)
+HB_PARCEL_VALUE(Uint64, uint64_t, writeValue, readValue)
+HB_PARCEL_VALUE(Float, float, writeValue, readValue)
+HB_PARCEL_VALUE(Double, double, writeValue, readValue)
+HB_PARCEL_VALUE(Bool, bool, writeAsInt32, readFromInt32)
+HB_PARCEL_VALUE(Char, char16_t, writeAsInt32, readFromInt32)
+HB_PARCEL_VALUE(Byte, int8_t, writeAsInt32, readFromInt32)
 HB_PARCEL_ARRAY(Int32, int32_t)
 HB_PARCEL_ARRAY(Uint32, uint32_t)
 HB_PARCEL_ARRAY(Int64, int64_t)
@@ -609,8 +602,7 @@ HB_PARCEL_ARRAY(Double, double)
 HB_PARCEL_ARRAY(Char, char16_t)
 HB_PARCEL_ARRAY(Byte, int8_t)
 
-#undef HB_PARCEL_WORD
-#undef HB_PARCEL_NARROW
+#undef HB_PARCEL_VALUE
 #undef HB_PARCEL_ARRAY
 
 // Bools have no packed form: one word per element.
