@@ -192,9 +192,11 @@ TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
     });
     ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));  // the child waits on our callback
     child.kill();
+    // The callback came back along the call chain, so it runs on the calling thread: let it
+    // return into a call whose service is gone.
+    gate->open();
     EXPECT_TRUE(call.waitDone()) << "a call stayed blocked after its service died";
     EXPECT_EQ(status->load(), STATUS_DEAD_OBJECT);
-    gate->open();
 }
 
 TEST_F(ServiceManagerTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
