@@ -20,6 +20,7 @@
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/BnJorvCallback.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <android/binder_parcel_utils.h>
 #include <android/binder_process.h>
@@ -37,6 +38,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -164,17 +166,6 @@ struct Fixture {
 // Lives for the whole process: the runtime's threads may still use the service at exit.
 Fixture* gFixture = nullptr;
 
-int countEntries(const char* dir) {
-    DIR* d = opendir(dir);
-    if (d == nullptr) return -1;
-    int n = 0;
-    while (dirent* e = readdir(d)) {
-        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) ++n;
-    }
-    closedir(d);
-    return n;
-}
-
 // Descriptors of the kinds a connection holds (its socket and its epoll instance). Others come
 // and go with the fuzzing engine itself (the symbolizer's pipes, corpus files).
 int countConnectionFds() {
@@ -195,7 +186,8 @@ int countConnectionFds() {
 }
 
 int countThreads() {
-    return countEntries("/proc/self/task");
+    std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
 }
 
 // Polls `done` until it holds or `timeout` passes.
@@ -217,9 +209,9 @@ std::string findServiceSocket(const std::string& dir) {
     return std::string();
 }
 
-int connectTo(const std::string& path) {
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    check(fd >= 0, "cannot create a socket");
+android::base::unique_fd connectTo(const std::string& path) {
+    android::base::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    check(fd.ok(), "cannot create a socket");
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
@@ -415,7 +407,7 @@ Bytes consumeTraffic(FuzzedDataProvider& provider) {
 // Sends `traffic` and stops sending; true once the service has closed its end. What the service
 // sends meanwhile (replies, calls to objects of this side) is read and dropped.
 bool sendAndAwaitClose(const Bytes& traffic) {
-    const int fd = connectTo(gFixture->socketPath);
+    const android::base::unique_fd fd = connectTo(gFixture->socketPath);
     // The service may close early (on a bad frame) and leave the rest unsent: that is fine.
     size_t sent = 0;
     while (sent < traffic.size()) {
@@ -435,7 +427,6 @@ bool sendAndAwaitClose(const Bytes& traffic) {
         const ssize_t n = recv(fd, buffer, sizeof(buffer), MSG_DONTWAIT);
         closed = n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR);
     }
-    close(fd);
     return closed;
 }
 

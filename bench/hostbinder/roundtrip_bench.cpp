@@ -8,6 +8,7 @@
 // (--serve-child <dir>), which publishes the service and serves until killed.
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <benchmark/benchmark.h>
@@ -28,6 +29,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <type_traits>
 
 namespace {
 
@@ -88,37 +90,35 @@ const char* const kChildInstance = "vendor.vemra.hardware.jorv.IJorv/bench-child
 std::string gDir;
 pid_t gChild = -1;
 
-bool readFull(int fd, void* buf, size_t n) {
-    auto* p = static_cast<char*>(buf);
+// Moves all `n` bytes with `io` (read or write), retrying short transfers and EINTR.
+template <typename Buffer, typename Io>
+bool transferFull(int fd, Buffer* buf, size_t n, Io io) {
+    auto* p = static_cast<std::conditional_t<std::is_const_v<Buffer>, const char, char>*>(buf);
     while (n > 0) {
-        const ssize_t r = read(fd, p, n);
-        if (r < 0 && errno == EINTR) continue;
-        if (r <= 0) return false;
-        p += r;
-        n -= static_cast<size_t>(r);
+        const ssize_t done = io(fd, p, n);
+        if (done < 0 && errno == EINTR) continue;
+        if (done <= 0) return false;
+        p += done;
+        n -= static_cast<size_t>(done);
     }
     return true;
+}
+
+bool readFull(int fd, void* buf, size_t n) {
+    return transferFull(fd, buf, n, ::read);
 }
 
 bool writeFull(int fd, const void* buf, size_t n) {
-    const auto* p = static_cast<const char*>(buf);
-    while (n > 0) {
-        const ssize_t w = write(fd, p, n);
-        if (w < 0 && errno == EINTR) continue;
-        if (w <= 0) return false;
-        p += w;
-        n -= static_cast<size_t>(w);
-    }
-    return true;
+    return transferFull(fd, buf, n, ::write);
 }
 
 void BM_RawUnixSocketPingPong(benchmark::State& state) {
-    int fds[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
+    android::base::unique_fd fds[2];
+    if (!android::base::Socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, &fds[0], &fds[1])) {
         state.SkipWithError("socketpair failed");
         return;
     }
-    std::thread echo([fd = fds[1]] {
+    std::thread echo([fd = fds[1].get()] {
         uint32_t v;
         while (readFull(fd, &v, sizeof v) && writeFull(fd, &v, sizeof v)) {
         }
@@ -135,8 +135,6 @@ void BM_RawUnixSocketPingPong(benchmark::State& state) {
     }
     shutdown(fds[0], SHUT_RDWR);
     echo.join();
-    close(fds[0]);
-    close(fds[1]);
 }
 BENCHMARK(BM_RawUnixSocketPingPong)->UseRealTime();
 

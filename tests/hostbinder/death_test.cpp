@@ -33,22 +33,21 @@ struct DeathProbe {
     std::vector<std::string> events;
     std::thread::id diedOn;
 
+    void record(const char* event, std::atomic<int>& counter) {
+        {
+            std::lock_guard<std::mutex> lock(mu);
+            events.push_back(event);
+            if (&counter == &died) diedOn = std::this_thread::get_id();
+        }
+        counter.fetch_add(1);
+    }
     static void onDied(void* cookie) {
         auto* p = static_cast<DeathProbe*>(cookie);
-        {
-            std::lock_guard<std::mutex> lock(p->mu);
-            p->events.push_back("died");
-            p->diedOn = std::this_thread::get_id();
-        }
-        p->died.fetch_add(1);
+        p->record("died", p->died);
     }
     static void onUnlinked(void* cookie) {
         auto* p = static_cast<DeathProbe*>(cookie);
-        {
-            std::lock_guard<std::mutex> lock(p->mu);
-            p->events.push_back("unlinked");
-        }
-        p->unlinked.fetch_add(1);
+        p->record("unlinked", p->unlinked);
     }
     std::vector<std::string> history() {
         std::lock_guard<std::mutex> lock(mu);
@@ -76,11 +75,12 @@ int32_t servicePid(IJorv& jorv) {
 const std::vector<std::string> kDiedThenUnlinked = {"died", "unlinked"};
 
 // Each test declares its probes before recipients and proxies, so the probes outlive both.
-class DeathTest : public HostBinderTest {};
+class LinkToDeathTest : public HostBinderTest {};
+using ServiceManagerTest = HostBinderTest;
 
-class ChildDeathTest : public DeathTest, public ::testing::WithParamInterface<int> {};
+class ProcessDeathTest : public LinkToDeathTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(ChildDeathTest, ProxyDiesAndRecipientFiresOnceOffTheCallingThread) {
+TEST_P(ProcessDeathTest, ProxyDiesAndRecipientFiresOnceOffTheCallingThread) {
     DeathProbe probe;
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
@@ -115,12 +115,12 @@ TEST_P(ChildDeathTest, ProxyDiesAndRecipientFiresOnceOffTheCallingThread) {
     EXPECT_EQ(lateProbe.died.load(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Signal, ChildDeathTest, ::testing::Values(SIGKILL, SIGTERM),
+INSTANTIATE_TEST_SUITE_P(Signal, ProcessDeathTest, ::testing::Values(SIGKILL, SIGTERM),
                          [](const auto& info) {
                              return std::string(info.param == SIGKILL ? "Kill" : "Term");
                          });
 
-TEST_F(DeathTest, EveryLinkFiresOnceWithoutAnyCall) {
+TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
     DeathProbe a1, a2, b, removed;
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
@@ -148,7 +148,7 @@ TEST_F(DeathTest, EveryLinkFiresOnceWithoutAnyCall) {
     EXPECT_FALSE(AIBinder_isAlive(binder.get()));
 }
 
-TEST_F(DeathTest, DeletedRecipientNeverFires) {
+TEST_F(LinkToDeathTest, DeletedRecipientNeverFires) {
     DeathProbe probe;
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
@@ -163,7 +163,7 @@ TEST_F(DeathTest, DeletedRecipientNeverFires) {
     EXPECT_EQ(probe.died.load(), 0);
 }
 
-TEST_F(DeathTest, LinkToDeathOnALocalObjectIsInvalid) {
+TEST_F(LinkToDeathTest, LinkToDeathOnALocalObjectIsInvalid) {
     DeathProbe probe;
     auto echo = ndk::SharedRefBase::make<EchoJorv>();
     ndk::SpAIBinder local = echo->asBinder();
@@ -173,7 +173,7 @@ TEST_F(DeathTest, LinkToDeathOnALocalObjectIsInvalid) {
     EXPECT_FALSE(AIBinder_isRemote(local.get()));
 }
 
-TEST_F(DeathTest, InFlightCallFailsWhenTheServiceDies) {
+TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
     auto jorv = IJorv::fromBinder(
@@ -192,12 +192,14 @@ TEST_F(DeathTest, InFlightCallFailsWhenTheServiceDies) {
     });
     ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));  // the child waits on our callback
     child.kill();
+    // The callback came back along the call chain, so it runs on the calling thread: let it
+    // return into a call whose service is gone.
+    gate->open();
     EXPECT_TRUE(call.waitDone()) << "a call stayed blocked after its service died";
     EXPECT_EQ(status->load(), STATUS_DEAD_OBJECT);
-    gate->open();
 }
 
-TEST_F(DeathTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
+TEST_F(ServiceManagerTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
     const std::string instance = jorvInstance();
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
     {
@@ -208,13 +210,13 @@ TEST_F(DeathTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
 }
 
-TEST_F(DeathTest, GetServiceGivesUpOnAMissingService) {
+TEST_F(ServiceManagerTest, GetServiceGivesUpOnAMissingService) {
     AIBinder* b = AServiceManager_getService(jorvInstance("absent").c_str());
     EXPECT_EQ(b, nullptr);
     if (b != nullptr) AIBinder_decStrong(b);
 }
 
-TEST_F(DeathTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
+TEST_F(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
     const std::string instance = jorvInstance();
     ChildService child(instance, dir());
     ASSERT_TRUE(child.start());
@@ -241,7 +243,7 @@ TEST_F(DeathTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
     EXPECT_NE(child.pid(), firstPid);
 }
 
-TEST_F(DeathTest, AddServiceReplacesTheSocketOfADeadProcess) {
+TEST_F(ServiceManagerTest, AddServiceReplacesTheSocketOfADeadProcess) {
     const std::string instance = jorvInstance();
     {
         ChildService child(instance, dir());
@@ -254,7 +256,7 @@ TEST_F(DeathTest, AddServiceReplacesTheSocketOfADeadProcess) {
     EXPECT_EQ(servicePid(*jorv), getpid());
 }
 
-TEST_F(DeathTest, KillServiceKillsAnInProcessServiceForItsClients) {
+TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     DeathProbe probe;
     const std::string instance = jorvInstance();
     auto destroyed = std::make_shared<std::atomic<bool>>(false);
@@ -293,16 +295,20 @@ TEST_F(DeathTest, KillServiceKillsAnInProcessServiceForItsClients) {
     EXPECT_EQ(again->calls(), 1);
 }
 
-TEST_F(DeathTest, KillServiceOfAnUnknownInstance) {
+TEST_F(ServiceManagerTest, KillServiceOfAnUnknownInstance) {
     EXPECT_EQ(HostBinder_killService(jorvInstance("never-published").c_str()),
               STATUS_NAME_NOT_FOUND);
 }
 
 // --- isDeclared -----------------------------------------------------------------------------
 
-TEST_F(DeathTest, IsDeclaredReadsTheManifest) {
+TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
     const std::string listed = jorvInstance("default");
-    dir_.writeManifest({listed, "vendor.vemra.other.IOther/x"});
+    {
+        // A blank line and no final newline are tolerated.
+        std::ofstream out(dir() + "/manifest", std::ios::trunc);
+        out << listed << "\nvendor.vemra.other.IOther/x\n\nsecond/b";
+    }
     struct Case {
         std::string instance;
         bool declared;
@@ -313,24 +319,15 @@ TEST_F(DeathTest, IsDeclaredReadsTheManifest) {
             {jorvInstance("missing"), false},
             {listed.substr(0, listed.size() - 1), false},  // a prefix is a different name
             {listed + "2", false},
-            {"", false},
+            {"second/b", true},
+            {"second/", false},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(AServiceManager_isDeclared(c.instance.c_str()), c.declared) << c.instance;
     }
 }
 
-TEST_F(DeathTest, IsDeclaredToleratesBlankLinesAndNoFinalNewline) {
-    {
-        std::ofstream out(dir() + "/manifest", std::ios::trunc);
-        out << "first/a\n\nsecond/b";
-    }
-    EXPECT_TRUE(AServiceManager_isDeclared("first/a"));
-    EXPECT_TRUE(AServiceManager_isDeclared("second/b"));
-    EXPECT_FALSE(AServiceManager_isDeclared("first/"));
-}
-
-TEST_F(DeathTest, IsDeclaredByTheControlApiAndNotByPublishing) {
+TEST_F(ServiceManagerTest, IsDeclaredByTheControlApiAndNotByPublishing) {
     const std::string name = jorvInstance("declared-at-runtime");
     EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
     HostBinder_declareInstance(name.c_str());

@@ -141,7 +141,7 @@ TEST_F(HostilePeerTest, IdleAndStalledConnectionsCostLittle) {
     // A transaction announced at the largest frame size, of which only 16 bytes ever come.
     Bytes stall;
     put<uint32_t>(stall, 16u << 20);
-    put<uint32_t>(stall, kTransaction);
+    put<uint32_t>(stall, wire::kTransaction);
     put<uint64_t>(stall, 1);
 
     std::vector<std::unique_ptr<RawConnection>> peers;
@@ -182,7 +182,7 @@ TEST_F(HostilePeerTest, PeerThatNeverReadsIsCutOffWithoutDelayingOthers) {
         for (int first = 0; first < kCalls; first += kBatch) {
             Bytes batch;
             for (int i = first; i < first + kBatch; ++i) {
-                const Bytes ping = transactionFrame(i + 1, kRootObject, kPing, {});
+                const Bytes ping = transactionFrame(i + 1, wire::kRootObjectId, kPing, {});
                 batch.insert(batch.end(), ping.begin(), ping.end());
             }
             if (const int err = flooder->sendAll(batch); err != 0) {
@@ -227,8 +227,9 @@ TEST_F(HostilePeerTest, PartialFramesHoldOnlyTheBytesThatArrived) {
     // Had the service kept whole announced frames, this would be 45 MB.
     constexpr long kMaxGrowthKb = 10 * 1024 * kResidentScale;
 
-    Bytes prefix = transactionFrame(1, kRootObject, kPing,
-                                    Bytes(kAnnounced - kFrameHeaderSize - kTransactionHeaderSize));
+    Bytes prefix = transactionFrame(
+            1, wire::kRootObjectId, kPing,
+            Bytes(kAnnounced - kFrameHeaderSize - sizeof(wire::TransactionHeader)));
     prefix.resize(kArrived);
     const long before = residentKb(child_->pid());
     ASSERT_GT(before, 0) << "no VmRSS for the service";

@@ -3,6 +3,7 @@
 // writing on its parent's connection is the child, also once the parent is gone.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/JorvRequestParcel.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -32,14 +33,15 @@ Bytes askWhoCalls(const ndk::SpAIBinder& proxy, EchoJorv::RequestType type, uint
     Bytes data(static_cast<size_t>(AParcel_getDataSize(parcel)));
     EXPECT_EQ(AParcel_marshal(parcel, data.data(), 0, data.size()), STATUS_OK);
     AParcel_delete(parcel);
-    return transactionFrame(txnId, kRootObject, IJorv::TRANSACTION_request, data);
+    return transactionFrame(txnId, wire::kRootObjectId, IJorv::TRANSACTION_request, data);
 }
 
 // The service's answer to askWhoCalls: the int32 after the reply's status header.
 std::optional<int32_t> answer(const RawConnection& raw, uint64_t txnId) {
     while (auto frame = raw.readFrame()) {
-        if (peek<uint32_t>(*frame, 4) != kReply || peek<uint64_t>(*frame, 8) != txnId) continue;
-        const size_t data = kFrameHeaderSize + kReplyHeaderSize;
+        if (peek<uint32_t>(*frame, 4) != wire::kReply || peek<uint64_t>(*frame, 8) != txnId)
+            continue;
+        const size_t data = kFrameHeaderSize + sizeof(wire::ReplyHeader);
         if (frame->size() < data + 8 || peek<int32_t>(*frame, data) != 0) return std::nullopt;
         return peek<int32_t>(*frame, data + 4);
     }
@@ -91,10 +93,10 @@ TEST_F(IdentityTest, EachTransactionIsItsSendersOwn) {
 
 TEST_F(IdentityTest, AGrandchildIsItselfAfterItsParentExited) {
     const Bytes ask = askWhoCalls(proxy_, EchoJorv::kCallingPid, 7);
-    int go[2];
-    int verdict[2];
-    ASSERT_EQ(pipe(go), 0);
-    ASSERT_EQ(pipe(verdict), 0);
+    android::base::unique_fd go[2];
+    android::base::unique_fd verdict[2];
+    ASSERT_TRUE(android::base::Pipe(&go[0], &go[1]));
+    ASSERT_TRUE(android::base::Pipe(&verdict[0], &verdict[1]));
     // The child leaves a grandchild behind and exits; the grandchild calls once it is gone.
     const int child = inChild([&] {
         if (fork() != 0) return 0;
@@ -111,7 +113,6 @@ TEST_F(IdentityTest, AGrandchildIsItselfAfterItsParentExited) {
     char result = 0;
     EXPECT_EQ(read(verdict[0], &result, 1), 1);
     EXPECT_EQ(result, 'y');
-    for (int fd : {go[0], go[1], verdict[0], verdict[1]}) close(fd);
 }
 
 }  // namespace

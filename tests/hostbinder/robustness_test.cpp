@@ -33,7 +33,7 @@ TEST_F(RobustnessTest, ForgedPingIsAnswered) {
     RawConnection raw(socket_);
     ASSERT_TRUE(raw.ok());
     for (uint64_t txn : {1u, 2u}) {
-        ASSERT_TRUE(raw.send(transactionFrame(txn, kRootObject, kPing, {})));
+        ASSERT_TRUE(raw.send(transactionFrame(txn, wire::kRootObjectId, kPing, {})));
         EXPECT_EQ(raw.replyStatus(txn), std::optional<int32_t>(STATUS_OK));
     }
 }
@@ -44,74 +44,49 @@ struct MalformedCase {
     bool halfClose;  // the frame is only wrong once the sender stops sending
 };
 
+Bytes header(uint32_t size, uint32_t type) {
+    Bytes b;
+    put(b, wire::FrameHeader{size, type});
+    return b;
+}
+
+Bytes ping(Bytes data = {}) {
+    return transactionFrame(1, wire::kRootObjectId, kPing, data);
+}
+
+template <typename T>
+Bytes patched(Bytes b, size_t offset, T value) {
+    patch(b, offset, value);
+    return b;
+}
+
 const MalformedCase kMalformed[] = {
         {"garbage", [] { return Bytes(64, 0xa5); }, false},
-        {"hugeSize",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, 0xffffffffu);
-             put<uint32_t>(b, kTransaction);
-             return b;
-         },
-         false},
-        {"sizeJustOverTheLimit",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, (16u << 20) + 8);
-             put<uint32_t>(b, kTransaction);
-             return b;
-         },
-         false},
-        {"sizeSmallerThanHeader",
-         [] {
-             Bytes b;
-             put<uint32_t>(b, 4);
-             put<uint32_t>(b, kTransaction);
-             return b;
-         },
-         false},
-        {"unknownFrameType",
-         [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, {});
-             patch<uint32_t>(b, 4, 77);
-             return b;
-         },
-         false},
+        {"hugeSize", [] { return header(0xffffffffu, wire::kTransaction); }, false},
+        {"sizeJustOverTheLimit", [] { return header((16u << 20) + 8, wire::kTransaction); }, false},
+        {"sizeSmallerThanHeader", [] { return header(4, wire::kTransaction); }, false},
+        {"unknownFrameType", [] { return patched<uint32_t>(ping(), 4, 77); }, false},
         {"transactionShorterThanItsHeader",
          [] {
-             Bytes b;
-             put<uint32_t>(b, kFrameHeaderSize + 8);
-             put<uint32_t>(b, kTransaction);
+             Bytes b = header(kFrameHeaderSize + 8, wire::kTransaction);
              put<uint64_t>(b, 1);
              return b;
          },
          false},
-        {"dataSizeBeyondFrame",
-         [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(8, 0));
-             patch<uint32_t>(b, kDataSizeAt, 4096);
-             return b;
-         },
+        {"dataSizeBeyondFrame", [] { return patched<uint32_t>(ping(Bytes(8)), kDataSizeAt, 4096); },
          false},
         {"objectCountBeyondFrame",
-         [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(8, 0));
-             patch<uint32_t>(b, kObjectCountAt, 1000000);
-             return b;
-         },
-         false},
+         [] { return patched<uint32_t>(ping(Bytes(8)), kObjectCountAt, 1000000); }, false},
         {"objectOffsetOutsideData",
          [] {
              Bytes obj;
-             put<uint32_t>(obj, 4096);  // offset
-             put<uint32_t>(obj, 1);     // sender's object
-             put<uint64_t>(obj, 5);
-             return transactionFrame(1, kRootObject, kPing, Bytes(8, 0), 1, obj);
+             put(obj, wire::WireObject{4096, wire::kSenderObject, 5});
+             return transactionFrame(1, wire::kRootObjectId, kPing, Bytes(8, 0), 1, obj);
          },
          false},
         {"truncatedFrame",
          [] {
-             Bytes b = transactionFrame(1, kRootObject, kPing, Bytes(64, 1));
+             Bytes b = ping(Bytes(64, 1));
              b.resize(b.size() - 20);
              return b;
          },
@@ -141,7 +116,7 @@ TEST_P(MalformedFrameTest, ClosesOnlyThatConnection) {
         if (c.halfClose) raw.finishSending();
         EXPECT_TRUE(raw.closedByPeer()) << "the service kept a connection that sent " << c.name;
         expectStillServing();
-        ASSERT_TRUE(bystander.send(transactionFrame(9, kRootObject, kPing, {})));
+        ASSERT_TRUE(bystander.send(transactionFrame(9, wire::kRootObjectId, kPing, {})));
         EXPECT_EQ(bystander.replyStatus(9), std::optional<int32_t>(STATUS_OK));
     }
     expectChildFdsBackToBaseline();
@@ -154,13 +129,13 @@ TEST_F(RobustnessTest, WellFramedNonsenseGetsAnErrorReply) {
     RawConnection raw(socket_);
     ASSERT_TRUE(raw.ok());
     // IJorv.request with a body that is not a request (no interface token, nothing valid).
-    ASSERT_TRUE(raw.send(
-            transactionFrame(1, kRootObject, FIRST_CALL_TRANSACTION + 1, Bytes{1, 2, 3, 4})));
+    ASSERT_TRUE(raw.send(transactionFrame(1, wire::kRootObjectId, FIRST_CALL_TRANSACTION + 1,
+                                          Bytes{1, 2, 3, 4})));
     const auto status = raw.replyStatus(1);
     ASSERT_TRUE(status.has_value()) << "no reply";
     EXPECT_NE(*status, STATUS_OK);
     // The connection stays usable.
-    ASSERT_TRUE(raw.send(transactionFrame(2, kRootObject, kPing, {})));
+    ASSERT_TRUE(raw.send(transactionFrame(2, wire::kRootObjectId, kPing, {})));
     EXPECT_EQ(raw.replyStatus(2), std::optional<int32_t>(STATUS_OK));
     expectStillServing();
 }
@@ -182,27 +157,17 @@ TEST_F(RobustnessTest, ForeignReplyAndOverReleaseHurtNobodyElse) {
     {
         RawConnection raw(socket_);
         ASSERT_TRUE(raw.ok());
-        Bytes reply;
-        put<uint32_t>(reply, kFrameHeaderSize + kReplyHeaderSize);
-        put<uint32_t>(reply, kReply);
-        put<uint64_t>(reply, 424242);  // no such transaction
-        put<int32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
-        put<uint32_t>(reply, 0);
+        Bytes reply = header(kFrameHeaderSize + sizeof(wire::ReplyHeader), wire::kReply);
+        put(reply, wire::ReplyHeader{424242, 0, 0, 0, 0});  // no such transaction
         raw.send(reply);
 
         // Give back far more references to the service object than this connection was given.
         RawConnection greedy(socket_);
         ASSERT_TRUE(greedy.ok());
-        Bytes dec;
-        put<uint32_t>(dec, kFrameHeaderSize + 16);
-        put<uint32_t>(dec, kDecRefs);
-        put<uint64_t>(dec, kRootObject);
-        put<uint32_t>(dec, 1000);
-        put<uint32_t>(dec, 0);
+        Bytes dec = header(kFrameHeaderSize + sizeof(wire::DecRef), wire::kDecRefs);
+        put(dec, wire::DecRef{wire::kRootObjectId, 1000, 0});
         greedy.send(dec);
-        greedy.send(transactionFrame(1, kRootObject, kPing, {}));
+        greedy.send(transactionFrame(1, wire::kRootObjectId, kPing, {}));
         greedy.replyStatus(1);  // whatever it is; it only has to come or the connection close
     }
     expectStillServing();
@@ -215,7 +180,7 @@ TEST_F(RobustnessTest, StalledSendersDoNotBlockOthers) {
         for (int i = 0; i < 20; ++i) {
             stalled.push_back(std::make_unique<RawConnection>(socket_));
             ASSERT_TRUE(stalled.back()->ok());
-            Bytes partial = transactionFrame(1, kRootObject, kPing, Bytes(32, 0));
+            Bytes partial = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(32, 0));
             partial.resize(i % 2 == 0 ? 3 : partial.size() - 5);
             ASSERT_TRUE(stalled.back()->send(partial));
         }
@@ -255,7 +220,24 @@ TEST_F(RobustnessTest, ConnectionChurnLeavesNothingBehind) {
 
 // --- Cycles of whole services ---------------------------------------------------------------
 
-class CycleTest : public HostBinderTest {};
+class CycleTest : public HostBinderTest {
+protected:
+    // Runs `warmUp` cycles (whatever the runtime keeps for good exists after them), then `n` more,
+    // after which this process must be back to its descriptors and, but for the pool, threads.
+    template <typename Cycle>
+    void expectFlatAcross(int warmUp, int n, Cycle&& cycle) {
+        for (int i = -warmUp; i < 0; ++i) cycle(i);
+        if (HasFatalFailure()) return;
+        const int fds = countFds();
+        const int threads = countThreads();
+        for (int i = 0; i < n && !HasFatalFailure(); ++i) cycle(i);
+        if (HasFatalFailure()) return;
+        EXPECT_TRUE(waitFor([&] { return countFds() <= fds; }))
+                << "fds " << countFds() << " > " << fds;
+        EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
+                << "threads " << countThreads() << " > " << threads;
+    }
+};
 
 // Publish, look up, call, kill: the runtime must give back every descriptor and thread.
 TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
@@ -272,17 +254,7 @@ TEST_F(CycleTest, InProcessServiceCyclesKeepFdsAndThreadsFlat) {
         jorv.reset();
         ASSERT_EQ(local_.kill(instance), STATUS_OK) << "cycle " << i;
     };
-    for (int i = -10; i < 0; ++i) cycle(i);  // whatever the runtime keeps for good exists now
-    if (HasFatalFailure()) return;
-    const int fds = countFds();
-    const int threads = countThreads();
-    for (int i = 0; i < 200; ++i) {
-        cycle(i);
-        if (HasFatalFailure()) return;
-    }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
-    EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
-            << "threads " << countThreads() << " > " << threads;
+    expectFlatAcross(10, 200, cycle);
 }
 
 // Services that die under their clients: each death is handled and cleaned up.
@@ -299,17 +271,7 @@ TEST_F(CycleTest, ChildServiceDeathCyclesKeepFdsAndThreadsFlat) {
         child.kill();
         ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); })) << "cycle " << i;
     };
-    for (int i = -3; i < 0; ++i) cycle(i);
-    if (HasFatalFailure()) return;
-    const int fds = countFds();
-    const int threads = countThreads();
-    for (int i = 0; i < 30; ++i) {
-        cycle(i);
-        if (HasFatalFailure()) return;
-    }
-    EXPECT_TRUE(waitFor([&] { return countFds() <= fds; })) << "fds " << countFds() << " > " << fds;
-    EXPECT_TRUE(waitFor([&] { return countThreads() <= threads + kPoolSlack; }))
-            << "threads " << countThreads() << " > " << threads;
+    expectFlatAcross(3, 30, cycle);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../../host/binder/src/service_dir.h"
+#include "service_dir.h"
 
 namespace hbtest {
 namespace {

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,8 +19,6 @@
 #include "support/LogCapture.h"
 #include "support/echo_jorv.h"
 #include "support/test_env.h"
-
-extern char** environ;
 
 namespace hbtest {
 namespace {
@@ -202,19 +199,9 @@ TEST_F(ServiceDirTest, DefaultDirectoryIsCreatedPrivate) {
 // when it exited first, with its exit code in `*exitCode`.
 bool publishesFromEnvironment(const std::vector<std::string>& vars, const std::string& dir,
                               int* exitCode) {
-    std::vector<std::string> env;
-    for (char** e = environ; *e != nullptr; ++e) {
-        if (std::strncmp(*e, "HOSTBINDER_DIR", 14) != 0) env.emplace_back(*e);
-    }
-    env.insert(env.end(), vars.begin(), vars.end());
-    std::vector<char*> envp;
-    for (auto& v : env) envp.push_back(v.data());
-    envp.push_back(nullptr);
-    std::string program = HOSTBINDER_TEST_SERVICE_PATH;
-    std::string instance = jorvInstance("fromenv");
-    char* argv[] = {program.data(), instance.data(), nullptr};
-    pid_t pid = -1;
-    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, envp.data()) != 0) return false;
+    const pid_t pid = spawnWith({HOSTBINDER_TEST_SERVICE_PATH, jorvInstance("fromenv")},
+                                "HOSTBINDER_DIR", vars);
+    if (pid < 0) return false;
 
     int status = 0;
     bool exited = false;

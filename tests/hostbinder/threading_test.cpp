@@ -11,8 +11,6 @@
 #include <android/binder_process.h>
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,8 +26,6 @@
 #include "support/recording_callback.h"
 #include "support/test_env.h"
 
-extern char** environ;
-
 namespace hbtest {
 namespace {
 
@@ -43,27 +39,8 @@ bool inNoPoolChild() {
 
 // Runs NoPool.<name> in a child copy of this binary without a binder pool; its exit status.
 int runWithoutPool(const std::string& name) {
-    const std::string filter = "--gtest_filter=NoPool." + name;
-    std::vector<std::string> env = {"HOSTBINDER_TEST_NO_POOL=1"};
-    for (char** e = environ; *e != nullptr; ++e) {
-        if (std::strncmp(*e, "HOSTBINDER_TEST_NO_POOL=", 24) != 0) env.emplace_back(*e);
-    }
-    std::vector<char*> envp;
-    for (std::string& e : env) envp.push_back(e.data());
-    envp.push_back(nullptr);
-    char self[] = "/proc/self/exe";
-    std::string filterArg = filter;
-    char* argv[] = {self, filterArg.data(), nullptr};
-    pid_t pid = -1;
-    if (posix_spawn(&pid, self, nullptr, nullptr, argv, envp.data()) != 0) return -1;
-    int status = 0;
-    const bool exited = waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; });
-    if (!exited) {
-        kill(pid, SIGKILL);
-        waitpid(pid, &status, 0);
-        return -1;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return waitExit(spawnWith({"/proc/self/exe", "--gtest_filter=NoPool." + name},
+                              "HOSTBINDER_TEST_NO_POOL=", {"HOSTBINDER_TEST_NO_POOL=1"}));
 }
 
 class NoPool : public ChildJorvTest {

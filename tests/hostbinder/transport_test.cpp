@@ -66,6 +66,10 @@ JorvRequestData fullRecord(int32_t id) {
     return d;
 }
 
+using Strings = std::vector<std::optional<std::string>>;
+
+// Extremes of every scalar, nulls next to empties at every nullable level, UTF-8, and sizes well
+// past a socket's buffer. How each type is laid out is the parcel tests' business.
 const ParcelCase kParcelCases[] = {
         {"defaults",
          [] {
@@ -75,58 +79,19 @@ const ParcelCase kParcelCases[] = {
          }},
         {"extremes",
          [] {
+             using I32 = std::numeric_limits<int32_t>;
              JorvRequestParcel p;
-             p.requestType = std::numeric_limits<int32_t>::max();
-             p.dataList = {record(std::numeric_limits<int32_t>::min(),
-                                  std::numeric_limits<int32_t>::max())};
+             p.requestType = I32::max();
+             p.dataList = {record(I32::min(), I32::max())};
              p.flag = true;
-             p.param3 = std::numeric_limits<int32_t>::min();
+             p.param3 = I32::min();
              p.param5 = -1;
-             p.param1 = std::numeric_limits<int64_t>::min();
-             p.param0 = std::numeric_limits<int32_t>::min();
-             p.numbers = std::vector<int32_t>{std::numeric_limits<int32_t>::min(), -1, 0,
-                                              std::numeric_limits<int32_t>::max()};
-             return p;
-         }},
-        {"negative64BitValues",
-         [] {
-             JorvRequestParcel p;
-             p.dataList = {record(1)};
              p.param1 = -(int64_t{1} << 40) - 3;  // both halves significant
+             p.param0 = I32::min();
+             p.numbers = std::vector<int32_t>{I32::min(), -1, 0, I32::max()};
              return p;
          }},
-        {"largest64BitValue",
-         [] {
-             JorvRequestParcel p;
-             p.dataList = {record(1)};
-             p.param1 = std::numeric_limits<int64_t>::max();
-             return p;
-         }},
-        {"emptiesNotNulls",
-         [] {
-             JorvRequestParcel p;
-             JorvRequestData d = record(3);
-             d.value = "";
-             d.path = "";
-             d.extra = "";
-             p.dataList = {d};
-             p.paths = std::vector<std::optional<std::string>>{};
-             p.text1 = "";
-             p.text2 = "";
-             p.numbers = std::vector<int32_t>{};
-             return p;
-         }},
-        {"nullsNotEmpties",
-         [] {
-             JorvRequestParcel p;
-             p.dataList = {record(4)};
-             p.paths = std::nullopt;
-             p.text1 = std::nullopt;
-             p.text2 = std::nullopt;
-             p.numbers = std::nullopt;
-             return p;
-         }},
-        {"nullAndEmptyElements",
+        {"nullsAndEmpties",
          [] {
              JorvRequestParcel p;
              JorvRequestData a = record(5);
@@ -135,37 +100,28 @@ const ParcelCase kParcelCases[] = {
              JorvRequestData b = record(6);
              b.value = "";
              b.path = std::nullopt;
+             b.extra = "";
              p.dataList = {a, b};
-             p.paths = std::vector<std::optional<std::string>>{std::nullopt, std::string(),
-                                                               std::string("x"), std::nullopt};
+             p.paths = Strings{std::nullopt, std::string(), std::string("x"), std::nullopt};
              p.text1 = std::nullopt;
              p.text2 = "";
+             p.numbers = std::vector<int32_t>{};
              return p;
          }},
-        {"utf8",
-         [] {
-             JorvRequestParcel p;
-             JorvRequestData d = record(7);
-             d.value = "gr\xc3\xbc\xc3\x9f\xe2\x82\xac";
-             d.path = "\xf0\x9f\x98\x80/\xe4\xb8\xad";
-             p.dataList = {d};
-             p.text1 = "\xc3\xa9t\xc3\xa9";
-             p.paths = std::vector<std::optional<std::string>>{std::string("\xe2\x82\xac")};
-             return p;
-         }},
-        {"allFieldsSet",
+        {"allFieldsSetInUtf8",
          [] {
              JorvRequestParcel p;
              p.requestType = 3;
-             p.dataList = {fullRecord(1), fullRecord(2), fullRecord(3)};
+             p.dataList = {fullRecord(1), fullRecord(2)};
+             p.dataList[1].value = "gr\xc3\xbc\xc3\x9f\xe2\x82\xac";
+             p.dataList[1].path = "\xf0\x9f\x98\x80/\xe4\xb8\xad";
              p.flag = true;
              p.param3 = 33;
              p.param5 = 55;
-             p.param1 = 1111111111111LL;
-             p.paths =
-                     std::vector<std::optional<std::string>>{std::string("/a"), std::string("/b")};
+             p.param1 = std::numeric_limits<int64_t>::max();
+             p.paths = Strings{std::string("/a"), std::string("\xe2\x82\xac")};
              p.param0 = 10;
-             p.text1 = "one";
+             p.text1 = "\xc3\xa9t\xc3\xa9";
              p.text2 = "two";
              p.numbers = std::vector<int32_t>{9, 8, 7};
              return p;
@@ -179,9 +135,8 @@ const ParcelCase kParcelCases[] = {
         {"largeStrings",
          [] {
              JorvRequestParcel p;
-             JorvRequestData d = record(8);
-             d.value = std::string(300000, 'v');
-             p.dataList = {d};
+             p.dataList = {record(8)};
+             p.dataList[0].value = std::string(300000, 'v');
              p.text2 = std::string(100001, 't');
              p.numbers = std::vector<int32_t>(50000, -5);
              return p;

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "thread_annotations.h"
+#include "mutex.h"
 
 struct AIBinder_Class {
     std::string mDescriptor;

@@ -14,6 +14,9 @@
 #include "thread_pool.h"
 
 namespace hostbinder {
+
+using android::base::unique_fd;
+
 namespace {
 
 // The transaction the current thread is serving, so that calls it makes back to the same peer
@@ -96,14 +99,14 @@ void Connection::IncomingTransaction::run() {
     if ((mFlags & FLAG_ONEWAY) == 0) mConnection->sendReply(mTxnId, status, reply, false);
 }
 
-std::shared_ptr<Connection> Connection::create(UniqueFd socket, Role role) {
+std::shared_ptr<Connection> Connection::create(unique_fd socket, Role role) {
     // Every message then carries its sender's credentials, checked by the kernel.
     const int on = 1;
     if (setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on)) != 0) return nullptr;
     return std::shared_ptr<Connection>(new Connection(std::move(socket), role));
 }
 
-Connection::Connection(UniqueFd socket, Role role)
+Connection::Connection(unique_fd socket, Role role)
     : mRole(role), mPeer(peerCredentials(socket.get())), mSocket(std::move(socket)) {}
 
 Connection::~Connection() = default;

@@ -25,6 +25,7 @@
 // the peer held are queued for a binder thread; the socket is closed once nobody reads it.
 #pragma once
 
+#include <android-base/unique_fd.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -38,9 +39,8 @@
 
 #include "binder_internal.h"
 #include "calling_identity.h"
+#include "mutex.h"
 #include "parcel_internal.h"
-#include "thread_annotations.h"
-#include "unique_fd.h"
 #include "wire.h"
 
 namespace hostbinder {
@@ -58,7 +58,7 @@ public:
     static constexpr size_t kMaxQueuedOutput = 4 * 1024 * 1024;
 
     // Null when the socket cannot be set up.
-    static std::shared_ptr<Connection> create(UniqueFd socket, Role role);
+    static std::shared_ptr<Connection> create(android::base::unique_fd socket, Role role);
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
@@ -128,7 +128,7 @@ private:
     class IncomingTransaction;
     class DeathWork;
 
-    Connection(UniqueFd socket, Role role);
+    Connection(android::base::unique_fd socket, Role role);
 
     // Waits for `waiter`'s reply, reading the socket whenever nobody else does, and runs the
     // transactions that come back along its call chain.
@@ -241,11 +241,12 @@ private:
 
     // The socket is used by readers (under the read role), writers (under mWriteLock) and
     // closed only with mLock and mWriteLock held once nobody reads.
-    UniqueFd mSocket;
+    android::base::unique_fd mSocket;
     Mutex mWriteLock;
     std::vector<uint8_t> mOutput GUARDED_BY(mWriteLock);
     size_t mOutputBegin GUARDED_BY(mWriteLock) = 0;
-    UniqueFd mWriteFd GUARDED_BY(mWriteLock);  // watched for output room while output is queued
+    android::base::unique_fd mWriteFd
+            GUARDED_BY(mWriteLock);  // watched for output room while output is queued
     bool mWriteWatched GUARDED_BY(mWriteLock) = false;
     bool mSocketClosed GUARDED_BY(mWriteLock) = false;
 };

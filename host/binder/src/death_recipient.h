@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "binder_internal.h"
-#include "thread_annotations.h"
+#include "mutex.h"
 
 namespace hostbinder {
 

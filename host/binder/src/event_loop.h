@@ -9,13 +9,14 @@
 // idle connection costs a registration and a table entry, no thread.
 #pragma once
 
+#include <android-base/unique_fd.h>
+
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
 
 #include "binder_internal.h"
-#include "thread_annotations.h"
-#include "unique_fd.h"
+#include "mutex.h"
 
 namespace hostbinder {
 
@@ -55,8 +56,8 @@ private:
     std::unique_ptr<Task> handle(uint64_t data, bool binderThread, bool* workSignal)
             EXCLUDES(mLock);
 
-    UniqueFd mEpoll;
-    UniqueFd mWorkEvent;
+    android::base::unique_fd mEpoll;
+    android::base::unique_fd mWorkEvent;
     Mutex mLock;
     std::unordered_map<uint64_t, std::shared_ptr<Connection>> mConnections GUARDED_BY(mLock);
     uint64_t mNextId GUARDED_BY(mLock) = 1;

@@ -127,6 +127,42 @@ binder_status_t readArray(const AParcel* parcel, void* arrayData,
     return STATUS_OK;
 }
 
+// Sub-word values come back out of their int32 word.
+template <typename T>
+binder_status_t readFromInt32(const AParcel* parcel, T* value) {
+    if (value == nullptr) return STATUS_UNEXPECTED_NULL;
+    int32_t raw = 0;
+    binder_status_t st = readInt32(parcel, &raw);
+    if (st == STATUS_OK) *value = static_cast<T>(raw);
+    return st;
+}
+
+// Writes an array of elements that are not plain bytes: its length (-1 for null), then each
+// element through `writeElement(index)`.
+template <typename WriteElement>
+binder_status_t writeElements(AParcel* parcel, int32_t length, bool haveWriter,
+                              WriteElement&& writeElement) {
+    if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
+    if (length < -1) return STATUS_BAD_VALUE;
+    if (length > 0 && !haveWriter) return STATUS_UNEXPECTED_NULL;
+    binder_status_t st = writeValue<int32_t>(parcel, length);
+    for (int32_t i = 0; st == STATUS_OK && i < length; ++i) {
+        st = writeElement(static_cast<size_t>(i));
+    }
+    return st;
+}
+
+// Reads such an array's elements once its length has been checked and allocated for.
+template <typename ReadElement>
+binder_status_t readElements(int32_t length, bool haveReader, ReadElement&& readElement) {
+    if (length > 0 && !haveReader) return STATUS_UNEXPECTED_NULL;
+    for (int32_t i = 0; i < length; ++i) {
+        binder_status_t st = readElement(static_cast<size_t>(i));
+        if (st != STATUS_OK) return st;
+    }
+    return STATUS_OK;
+}
+
 // Reads one string body after its length has been read. `allocate` receives the length including
 // the terminator, as the NDK's allocators expect.
 template <typename Allocate>
@@ -475,16 +511,11 @@ binder_status_t AParcel_readString(const AParcel* parcel, void* stringData,
 
 binder_status_t AParcel_writeStringArray(AParcel* parcel, const void* arrayData, int32_t length,
                                          AParcel_stringArrayElementGetter getter) {
-    if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
-    if (length < -1) return STATUS_BAD_VALUE;
-    if (length > 0 && getter == nullptr) return STATUS_UNEXPECTED_NULL;
-    binder_status_t st = writeValue<int32_t>(parcel, length);
-    for (int32_t i = 0; st == STATUS_OK && i < length; ++i) {
+    return writeElements(parcel, length, getter != nullptr, [&](size_t i) {
         int32_t elementLength = -1;
-        const char* element = getter(arrayData, static_cast<size_t>(i), &elementLength);
-        st = writeUtf8String(parcel, element, element == nullptr ? -1 : elementLength);
-    }
-    return st;
+        const char* element = getter(arrayData, i, &elementLength);
+        return writeUtf8String(parcel, element, element == nullptr ? -1 : elementLength);
+    });
 }
 
 binder_status_t AParcel_readStringArray(const AParcel* parcel, void* arrayData,
@@ -496,29 +527,20 @@ binder_status_t AParcel_readStringArray(const AParcel* parcel, void* arrayData,
     binder_status_t st = readArrayLength(parcel, 4, &length);
     if (st != STATUS_OK) return st;
     if (!allocator(arrayData, length)) return STATUS_NO_MEMORY;
-    if (length > 0 && elementAllocator == nullptr) return STATUS_UNEXPECTED_NULL;
-    for (int32_t i = 0; i < length; ++i) {
+    return readElements(length, elementAllocator != nullptr, [&](size_t i) {
         int32_t elementLength = 0;
-        st = readInt32(parcel, &elementLength);
-        if (st != STATUS_OK) return st;
-        st = readStringBody(parcel, elementLength, [&](int32_t n, char** buffer) {
-            return elementAllocator(arrayData, static_cast<size_t>(i), n, buffer);
+        binder_status_t elementSt = readInt32(parcel, &elementLength);
+        if (elementSt != STATUS_OK) return elementSt;
+        return readStringBody(parcel, elementLength, [&](int32_t n, char** buffer) {
+            return elementAllocator(arrayData, i, n, buffer);
         });
-        if (st != STATUS_OK) return st;
-    }
-    return STATUS_OK;
+    });
 }
 
 binder_status_t AParcel_writeParcelableArray(AParcel* parcel, const void* arrayData, int32_t length,
                                              AParcel_writeParcelableElement elementWriter) {
-    if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
-    if (length < -1) return STATUS_BAD_VALUE;
-    if (length > 0 && elementWriter == nullptr) return STATUS_UNEXPECTED_NULL;
-    binder_status_t st = writeValue<int32_t>(parcel, length);
-    for (int32_t i = 0; st == STATUS_OK && i < length; ++i) {
-        st = elementWriter(parcel, arrayData, static_cast<size_t>(i));
-    }
-    return st;
+    return writeElements(parcel, length, elementWriter != nullptr,
+                         [&](size_t i) { return elementWriter(parcel, arrayData, i); });
 }
 
 binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayData,
@@ -535,158 +557,60 @@ binder_status_t AParcel_readParcelableArray(const AParcel* parcel, void* arrayDa
         return STATUS_NOT_ENOUGH_DATA;
     }
     if (!allocator(arrayData, length)) return STATUS_NO_MEMORY;
-    if (length > 0 && elementReader == nullptr) return STATUS_UNEXPECTED_NULL;
-    for (int32_t i = 0; i < length; ++i) {
-        st = elementReader(parcel, arrayData, static_cast<size_t>(i));
-        if (st != STATUS_OK) return st;
+    return readElements(length, elementReader != nullptr,
+                        [&](size_t i) { return elementReader(parcel, arrayData, i); });
+}
+
+// --- C API: scalars and arrays -----------------------------------------------------------------
+
+// The C entry points of the fixed-size types differ only in their names and types, and in how
+// a value is laid out: a word-or-larger type as itself, a sub-word type as an int32 (arrays of
+// those are packed, then padded).
+#define HB_PARCEL_VALUE(Name, Type, write, read)                             \
+    binder_status_t AParcel_write##Name(AParcel* parcel, Type value) {       \
+        return write(parcel, value);                                         \
+    }                                                                        \
+    binder_status_t AParcel_read##Name(const AParcel* parcel, Type* value) { \
+        return read(parcel, value);                                          \
     }
-    return STATUS_OK;
-}
 
-// --- C API: scalars -----------------------------------------------------------------------------
+#define HB_PARCEL_ARRAY(Name, Type)                                                        \
+    binder_status_t AParcel_write##Name##Array(AParcel* parcel, const Type* arrayData,     \
+                                               int32_t length) {                           \
+        return writeArray(parcel, arrayData, length);                                      \
+    }                                                                                      \
+    binder_status_t AParcel_read##Name##Array(const AParcel* parcel, void* arrayData,      \
+                                              bool (*allocator)(void*, int32_t, Type**)) { \
+        return readArray(parcel, arrayData, allocator);                                    \
+    }
 
-binder_status_t AParcel_writeInt32(AParcel* parcel, int32_t value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeUint32(AParcel* parcel, uint32_t value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeInt64(AParcel* parcel, int64_t value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeUint64(AParcel* parcel, uint64_t value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeFloat(AParcel* parcel, float value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeDouble(AParcel* parcel, double value) {
-    return writeValue(parcel, value);
-}
-binder_status_t AParcel_writeBool(AParcel* parcel, bool value) {
-    return writeAsInt32(parcel, value ? 1 : 0);
-}
-binder_status_t AParcel_writeChar(AParcel* parcel, char16_t value) {
-    return writeAsInt32(parcel, value);
-}
-binder_status_t AParcel_writeByte(AParcel* parcel, int8_t value) {
-    return writeAsInt32(parcel, value);
-}
+HB_PARCEL_VALUE(Int32, int32_t, writeValue, readValue)
+HB_PARCEL_VALUE(Uint32, uint32_t, writeValue, readValue)
+HB_PARCEL_VALUE(Int64, int64_t, writeValue, readValue)
+HB_PARCEL_VALUE(Uint64, uint64_t, writeValue, readValue)
+HB_PARCEL_VALUE(Float, float, writeValue, readValue)
+HB_PARCEL_VALUE(Double, double, writeValue, readValue)
+HB_PARCEL_VALUE(Bool, bool, writeAsInt32, readFromInt32)
+HB_PARCEL_VALUE(Char, char16_t, writeAsInt32, readFromInt32)
+HB_PARCEL_VALUE(Byte, int8_t, writeAsInt32, readFromInt32)
+HB_PARCEL_ARRAY(Int32, int32_t)
+HB_PARCEL_ARRAY(Uint32, uint32_t)
+HB_PARCEL_ARRAY(Int64, int64_t)
+HB_PARCEL_ARRAY(Uint64, uint64_t)
+HB_PARCEL_ARRAY(Float, float)
+HB_PARCEL_ARRAY(Double, double)
+HB_PARCEL_ARRAY(Char, char16_t)
+HB_PARCEL_ARRAY(Byte, int8_t)
 
-binder_status_t AParcel_readInt32(const AParcel* parcel, int32_t* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readUint32(const AParcel* parcel, uint32_t* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readInt64(const AParcel* parcel, int64_t* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readUint64(const AParcel* parcel, uint64_t* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readFloat(const AParcel* parcel, float* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readDouble(const AParcel* parcel, double* value) {
-    return readValue(parcel, value);
-}
-binder_status_t AParcel_readBool(const AParcel* parcel, bool* value) {
-    if (value == nullptr) return STATUS_UNEXPECTED_NULL;
-    int32_t raw = 0;
-    binder_status_t st = readInt32(parcel, &raw);
-    if (st == STATUS_OK) *value = raw != 0;
-    return st;
-}
-binder_status_t AParcel_readChar(const AParcel* parcel, char16_t* value) {
-    if (value == nullptr) return STATUS_UNEXPECTED_NULL;
-    int32_t raw = 0;
-    binder_status_t st = readInt32(parcel, &raw);
-    if (st == STATUS_OK) *value = static_cast<char16_t>(raw);
-    return st;
-}
-binder_status_t AParcel_readByte(const AParcel* parcel, int8_t* value) {
-    if (value == nullptr) return STATUS_UNEXPECTED_NULL;
-    int32_t raw = 0;
-    binder_status_t st = readInt32(parcel, &raw);
-    if (st == STATUS_OK) *value = static_cast<int8_t>(raw);
-    return st;
-}
+#undef HB_PARCEL_VALUE
+#undef HB_PARCEL_ARRAY
 
-// --- C API: arrays ------------------------------------------------------------------------------
-
-binder_status_t AParcel_writeInt32Array(AParcel* parcel, const int32_t* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-binder_status_t AParcel_writeUint32Array(AParcel* parcel, const uint32_t* arrayData,
-                                         int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-binder_status_t AParcel_writeInt64Array(AParcel* parcel, const int64_t* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-binder_status_t AParcel_writeUint64Array(AParcel* parcel, const uint64_t* arrayData,
-                                         int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-binder_status_t AParcel_writeFloatArray(AParcel* parcel, const float* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-binder_status_t AParcel_writeDoubleArray(AParcel* parcel, const double* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-// Packed two bytes per element (then padded), unlike a single char which takes a word.
-binder_status_t AParcel_writeCharArray(AParcel* parcel, const char16_t* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-// Packed one byte per element (then padded).
-binder_status_t AParcel_writeByteArray(AParcel* parcel, const int8_t* arrayData, int32_t length) {
-    return writeArray(parcel, arrayData, length);
-}
-
+// Bools have no packed form: one word per element.
 binder_status_t AParcel_writeBoolArray(AParcel* parcel, const void* arrayData, int32_t length,
                                        AParcel_boolArrayGetter getter) {
-    if (parcel == nullptr) return STATUS_UNEXPECTED_NULL;
-    if (length < -1) return STATUS_BAD_VALUE;
-    if (length > 0 && getter == nullptr) return STATUS_UNEXPECTED_NULL;
-    binder_status_t st = writeValue<int32_t>(parcel, length);
-    for (int32_t i = 0; st == STATUS_OK && i < length; ++i) {
-        st = writeAsInt32(parcel, getter(arrayData, static_cast<size_t>(i)) ? 1 : 0);
-    }
-    return st;
-}
-
-binder_status_t AParcel_readInt32Array(const AParcel* parcel, void* arrayData,
-                                       AParcel_int32ArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readUint32Array(const AParcel* parcel, void* arrayData,
-                                        AParcel_uint32ArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readInt64Array(const AParcel* parcel, void* arrayData,
-                                       AParcel_int64ArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readUint64Array(const AParcel* parcel, void* arrayData,
-                                        AParcel_uint64ArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readFloatArray(const AParcel* parcel, void* arrayData,
-                                       AParcel_floatArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readDoubleArray(const AParcel* parcel, void* arrayData,
-                                        AParcel_doubleArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readCharArray(const AParcel* parcel, void* arrayData,
-                                      AParcel_charArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
-}
-binder_status_t AParcel_readByteArray(const AParcel* parcel, void* arrayData,
-                                      AParcel_byteArrayAllocator allocator) {
-    return readArray(parcel, arrayData, allocator);
+    return writeElements(parcel, length, getter != nullptr, [&](size_t i) {
+        return writeAsInt32(parcel, getter(arrayData, i) ? 1 : 0);
+    });
 }
 
 binder_status_t AParcel_readBoolArray(const AParcel* parcel, void* arrayData,
@@ -697,12 +621,10 @@ binder_status_t AParcel_readBoolArray(const AParcel* parcel, void* arrayData,
     binder_status_t st = readArrayLength(parcel, 4, &length);
     if (st != STATUS_OK) return st;
     if (!allocator(arrayData, length)) return STATUS_NO_MEMORY;
-    if (length > 0 && setter == nullptr) return STATUS_UNEXPECTED_NULL;
-    for (int32_t i = 0; i < length; ++i) {
-        int32_t raw = 0;
-        st = readInt32(parcel, &raw);
-        if (st != STATUS_OK) return st;
-        setter(arrayData, static_cast<size_t>(i), raw != 0);
-    }
-    return STATUS_OK;
+    return readElements(length, setter != nullptr, [&](size_t i) {
+        bool value = false;
+        binder_status_t elementSt = readFromInt32(parcel, &value);
+        if (elementSt == STATUS_OK) setter(arrayData, i, value);
+        return elementSt;
+    });
 }

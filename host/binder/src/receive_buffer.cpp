@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "thread_annotations.h"
+#include "mutex.h"
 
 namespace hostbinder {
 namespace {

@@ -14,7 +14,7 @@
 #include <set>
 
 #include "logging.h"
-#include "thread_annotations.h"
+#include "mutex.h"
 
 namespace hostbinder {
 namespace {

@@ -2,6 +2,7 @@
 // connection per instance is reused, so repeated look-ups give the same proxy while it lives.
 #include "service_manager.h"
 
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -22,12 +23,14 @@
 
 #include "binder_internal.h"
 #include "connection.h"
+#include "mutex.h"
 #include "service_dir.h"
 #include "service_registry.h"
-#include "thread_annotations.h"
-#include "unique_fd.h"
 
 namespace hostbinder {
+
+using android::base::unique_fd;
+
 namespace {
 
 constexpr auto kPollInterval = std::chrono::milliseconds(10);
@@ -63,9 +66,9 @@ AIBinder* cachedProxy(ServiceManagerState& s, const std::string& path) REQUIRES(
     return it->second->object();
 }
 
-UniqueFd connectTo(const std::string& path) {
-    UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket.ok()) return UniqueFd();
+unique_fd connectTo(const std::string& path) {
+    unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.ok()) return unique_fd();
     // The service's credentials come with its messages.
     const int on = 1;
     setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on));
@@ -76,7 +79,7 @@ UniqueFd connectTo(const std::string& path) {
     do {
         rc = connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
     } while (rc != 0 && errno == EINTR);
-    if (rc != 0) return UniqueFd();
+    if (rc != 0) return unique_fd();
     return socket;
 }
 
@@ -98,7 +101,7 @@ AIBinder* lookUp(const char* instance) {
         cached->mRefs->decStrong();
     }
 
-    UniqueFd socket = connectTo(path);
+    unique_fd socket = connectTo(path);
     if (!socket.ok()) return nullptr;
     auto connection = Connection::create(std::move(socket), Connection::Role::kClient);
     if (connection == nullptr) return nullptr;
@@ -183,7 +186,7 @@ bool listsInstance(const std::string& text, const std::string& instance) {
 bool listedInManifest(const std::string& instance) {
     const std::string dir = serviceDir();
     if (!checkServiceDir(dir)) return false;
-    UniqueFd fd(open(manifestPath(dir).c_str(), O_RDONLY | O_CLOEXEC));
+    unique_fd fd(open(manifestPath(dir).c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     return fd.ok() && readAll(fd.get(), &text) && listsInstance(text, instance);
 }
@@ -203,7 +206,7 @@ int listInManifest(const char* instance) {
     if (!ensureServiceDir(dir)) return errno != 0 ? errno : ENOTDIR;
     // Append mode keeps lines that other processes add meanwhile; the read sees the whole file.
     const mode_t mode = serviceFileMode();
-    UniqueFd fd(open(manifestPath(dir).c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
+    unique_fd fd(open(manifestPath(dir).c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
     std::string text;
     if (!fd.ok() || !readAll(fd.get(), &text)) return errno;
     // Exactly `mode` whatever the umask, for a manifest of ours (a group member's stays theirs).

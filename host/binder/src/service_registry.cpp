@@ -1,5 +1,6 @@
 #include "service_registry.h"
 
+#include <android-base/unique_fd.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -16,21 +17,24 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "binder_internal.h"
 #include "connection.h"
 #include "logging.h"
+#include "mutex.h"
 #include "service_dir.h"
-#include "thread_annotations.h"
-#include "unique_fd.h"
 
 namespace hostbinder {
+
+using android::base::unique_fd;
+
 namespace {
 
 class PublishedService : public std::enable_shared_from_this<PublishedService> {
 public:
-    PublishedService(std::string path, UniqueFd listener, AIBinder* root, const struct stat& st)
+    PublishedService(std::string path, unique_fd listener, AIBinder* root, const struct stat& st)
         : mPath(std::move(path)),
           mDevice(st.st_dev),
           mInode(st.st_ino),
@@ -91,7 +95,7 @@ private:
                 ALOGE("accept on %s failed: %s", mPath.c_str(), strerror(errno));
                 break;
             }
-            auto connection = Connection::create(UniqueFd(fd), Connection::Role::kServer);
+            auto connection = Connection::create(unique_fd(fd), Connection::Role::kServer);
             if (connection == nullptr) continue;  // out of descriptors: this client is dropped
             {
                 MutexLock lock(mLock);
@@ -132,7 +136,7 @@ private:
     const ino_t mInode;
     Mutex mLock;
     // Closed only by the accept loop, under mLock, so kill() never shuts down a reused number.
-    UniqueFd mListener GUARDED_BY(mLock);
+    unique_fd mListener GUARDED_BY(mLock);
     AIBinder* mRoot GUARDED_BY(mLock);  // one strong reference until killed
     bool mKilled GUARDED_BY(mLock) = false;
     std::vector<std::weak_ptr<Connection>> mConnections GUARDED_BY(mLock);
@@ -162,9 +166,9 @@ std::shared_ptr<PublishedService> unregister(const std::string& instance) {
 
 // A listening socket bound at `path`, replacing a socket file already there (typically left by a
 // process that died without cleaning up).
-UniqueFd bindListener(const std::string& path, struct stat* bound) {
-    UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket.ok()) return UniqueFd();
+unique_fd bindListener(const std::string& path, struct stat* bound) {
+    unique_fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.ok()) return unique_fd();
     // Clients' credentials come with their messages; accepted sockets inherit the option.
     const int on = 1;
     setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof(on));
@@ -179,7 +183,7 @@ UniqueFd bindListener(const std::string& path, struct stat* bound) {
         if (lstat(path.c_str(), &st) == 0) {
             if (!S_ISSOCK(st.st_mode)) {
                 ALOGE("cannot publish at %s: not a socket", path.c_str());
-                return UniqueFd();
+                return unique_fd();
             }
             unlink(path.c_str());
         }
@@ -188,7 +192,7 @@ UniqueFd bindListener(const std::string& path, struct stat* bound) {
         }
         if (errno != EADDRINUSE || attempt == 1) {
             ALOGE("cannot bind %s: %s", path.c_str(), strerror(errno));
-            return UniqueFd();
+            return unique_fd();
         }
     }
     // Gives back what the umask took (a shared directory's group must be able to connect).
@@ -196,7 +200,7 @@ UniqueFd bindListener(const std::string& path, struct stat* bound) {
     if (listen(socket.get(), SOMAXCONN) != 0 || lstat(path.c_str(), bound) != 0) {
         ALOGE("cannot listen on %s: %s", path.c_str(), strerror(errno));
         unlink(path.c_str());
-        return UniqueFd();
+        return unique_fd();
     }
     return socket;
 }
@@ -214,7 +218,7 @@ binder_exception_t publishService(AIBinder* binder, const char* instance) {
     if (auto previous = unregister(instance)) previous->kill();
 
     struct stat bound;
-    UniqueFd listener = bindListener(path, &bound);
+    unique_fd listener = bindListener(path, &bound);
     if (!listener.ok()) return EX_ILLEGAL_STATE;
     binder->mRefs->incStrong();
     auto service = std::make_shared<PublishedService>(path, std::move(listener), binder, bound);

@@ -17,7 +17,7 @@
 #include <memory>
 
 #include "binder_internal.h"
-#include "thread_annotations.h"
+#include "mutex.h"
 
 namespace hostbinder {
 

@@ -66,28 +66,25 @@ inline std::string render(const std::vector<jorv::JorvRequestData>& list) {
     return out + "]";
 }
 
+inline std::string render(int32_t n) {
+    return std::to_string(n);
+}
+
+template <typename T>
+std::string render(const std::optional<std::vector<T>>& list) {
+    if (!list) return "null";
+    std::string out = "[" + std::to_string(list->size()) + ":";
+    for (const auto& item : *list) out += render(item) + ",";
+    return out + "]";
+}
+
 inline std::string render(const jorv::JorvRequestParcel& p) {
-    std::string out = "{type=" + std::to_string(p.requestType) + " data=" + render(p.dataList) +
-                      " flag=" + (p.flag ? "true" : "false") + " p3=" + std::to_string(p.param3) +
-                      " p5=" + std::to_string(p.param5) + " p1=" + std::to_string(p.param1) +
-                      " paths=";
-    if (p.paths) {
-        out += "[" + std::to_string(p.paths->size()) + ":";
-        for (const auto& s : *p.paths) out += render(s) + ",";
-        out += "]";
-    } else {
-        out += "null";
-    }
-    out += " p0=" + std::to_string(p.param0) + " cb=" + (p.callback ? "set" : "null") +
-           " t1=" + render(p.text1) + " t2=" + render(p.text2) + " numbers=";
-    if (p.numbers) {
-        out += "[" + std::to_string(p.numbers->size()) + ":";
-        for (int32_t n : *p.numbers) out += std::to_string(n) + ",";
-        out += "]";
-    } else {
-        out += "null";
-    }
-    return out + "}";
+    return "{type=" + std::to_string(p.requestType) + " data=" + render(p.dataList) +
+           " flag=" + (p.flag ? "true" : "false") + " p3=" + std::to_string(p.param3) +
+           " p5=" + std::to_string(p.param5) + " p1=" + std::to_string(p.param1) +
+           " paths=" + render(p.paths) + " p0=" + std::to_string(p.param0) +
+           " cb=" + (p.callback ? "set" : "null") + " t1=" + render(p.text1) +
+           " t2=" + render(p.text2) + " numbers=" + render(p.numbers) + "}";
 }
 
 inline jorv::JorvRequestData record(int32_t id, int32_t intValue = 0) {

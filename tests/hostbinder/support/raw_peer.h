@@ -1,15 +1,10 @@
-// A peer that speaks the runtime's socket protocol by hand, so tests can send what no well-behaved
-// runtime would: malformed, partial, oversized or endless frames; and a fixture with a service
-// process for such peers to attack.
-//
-// The frame layout is restated here (native byte order) rather than taken from the runtime, so
-// that a change to it shows up as failing tests: FrameHeader{size, type} where size counts the
-// whole frame; a transaction continues with {txnId u64, parentTxnId u64, target u64, code, flags,
-// dataSize, objectCount}, then the data, then 16-byte object records; a reply with {txnId u64,
-// status i32, dataSize, objectCount, reserved}.
+// A peer that speaks the runtime's socket protocol by hand, with the runtime's own frame layout
+// (wire.h), so tests can send what no well-behaved runtime would: malformed, partial, oversized or
+// endless frames; and a fixture with a service process for such peers to attack.
 #pragma once
 
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <errno.h>
 #include <gtest/gtest.h>
@@ -20,6 +15,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -27,24 +23,22 @@
 #include <string>
 #include <vector>
 
+#include "binder_internal.h"
 #include "support/echo_jorv.h"
 #include "support/test_env.h"
+#include "wire.h"
 
 namespace hbtest {
 
-inline constexpr uint32_t kTransaction = 1;
-inline constexpr uint32_t kReply = 2;
-inline constexpr uint32_t kDecRefs = 3;
-inline constexpr size_t kFrameHeaderSize = 8;
-inline constexpr size_t kTransactionHeaderSize = 40;
-inline constexpr size_t kReplyHeaderSize = 24;
-inline constexpr uint64_t kRootObject = 0;
-inline constexpr uint32_t kPing = ('_' << 24) | ('P' << 16) | ('N' << 8) | 'G';
+namespace wire = hostbinder::wire;
+inline constexpr uint32_t kPing = hostbinder::kPingTransaction;
+inline constexpr size_t kFrameHeaderSize = sizeof(wire::FrameHeader);
 
 // Offsets inside a transaction frame.
-inline constexpr size_t kSizeAt = 0;
-inline constexpr size_t kDataSizeAt = kFrameHeaderSize + 32;
-inline constexpr size_t kObjectCountAt = kFrameHeaderSize + 36;
+inline constexpr size_t kDataSizeAt =
+        kFrameHeaderSize + offsetof(wire::TransactionHeader, dataSize);
+inline constexpr size_t kObjectCountAt =
+        kFrameHeaderSize + offsetof(wire::TransactionHeader, objectCount);
 
 using Bytes = std::vector<uint8_t>;
 
@@ -69,16 +63,12 @@ T peek(const Bytes& b, size_t offset) {
 inline Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, const Bytes& data,
                               uint32_t objectCount = 0, const Bytes& objects = {}) {
     Bytes f;
-    put<uint32_t>(f, static_cast<uint32_t>(kFrameHeaderSize + kTransactionHeaderSize + data.size() +
-                                           objects.size()));
-    put<uint32_t>(f, kTransaction);
-    put<uint64_t>(f, txnId);
-    put<uint64_t>(f, 0);  // parentTxnId: in no call chain
-    put<uint64_t>(f, target);
-    put<uint32_t>(f, code);
-    put<uint32_t>(f, 0);  // flags
-    put<uint32_t>(f, static_cast<uint32_t>(data.size()));
-    put<uint32_t>(f, objectCount);
+    const size_t size =
+            kFrameHeaderSize + sizeof(wire::TransactionHeader) + data.size() + objects.size();
+    put(f, wire::FrameHeader{static_cast<uint32_t>(size), wire::kTransaction});
+    // parentTxnId 0: in no call chain; no flags.
+    put(f, wire::TransactionHeader{txnId, 0, target, code, 0, static_cast<uint32_t>(data.size()),
+                                   objectCount});
     f.insert(f.end(), data.begin(), data.end());
     f.insert(f.end(), objects.begin(), objects.end());
     return f;
@@ -88,13 +78,8 @@ inline Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, co
 class RawConnection {
 public:
     explicit RawConnection(const std::string& path) : fd_(connectUnix(path)) {}
-    ~RawConnection() {
-        if (fd_ >= 0) close(fd_);
-    }
-    RawConnection(const RawConnection&) = delete;
-    RawConnection& operator=(const RawConnection&) = delete;
 
-    bool ok() const { return fd_ >= 0; }
+    bool ok() const { return fd_.ok(); }
     bool send(const Bytes& b) const { return sendAll(b) == 0; }
     // Sends all of `b`, blocking while the service does not read; 0, or the errno that stopped
     // it (EPIPE or ECONNRESET once the service has closed its end).
@@ -142,7 +127,7 @@ public:
     std::optional<Bytes> readFrame(std::chrono::milliseconds timeout = kLongTimeout) const {
         Bytes frame(kFrameHeaderSize);
         if (!readExactly(frame.data(), kFrameHeaderSize, timeout)) return std::nullopt;
-        const uint32_t size = peek<uint32_t>(frame, kSizeAt);
+        const uint32_t size = peek<wire::FrameHeader>(frame, 0).size;
         if (size < kFrameHeaderSize || size > (64u << 20)) return std::nullopt;
         frame.resize(size);
         if (!readExactly(frame.data() + kFrameHeaderSize, size - kFrameHeaderSize, timeout)) {
@@ -154,10 +139,10 @@ public:
     // Reads frames until the reply to `txnId` arrives; its status, or nullopt if none came.
     std::optional<int32_t> replyStatus(uint64_t txnId) const {
         while (auto frame = readFrame()) {
-            if (peek<uint32_t>(*frame, 4) != kReply) continue;  // e.g. reference bookkeeping
-            if (frame->size() < kFrameHeaderSize + kReplyHeaderSize) return std::nullopt;
-            if (peek<uint64_t>(*frame, kFrameHeaderSize) != txnId) continue;
-            return peek<int32_t>(*frame, kFrameHeaderSize + 8);
+            if (peek<wire::FrameHeader>(*frame, 0).type != wire::kReply) continue;  // e.g. refs
+            if (frame->size() < kFrameHeaderSize + sizeof(wire::ReplyHeader)) return std::nullopt;
+            const auto reply = peek<wire::ReplyHeader>(*frame, kFrameHeaderSize);
+            if (reply.txnId == txnId) return reply.status;
         }
         return std::nullopt;
     }
@@ -181,7 +166,7 @@ private:
         return true;
     }
 
-    int fd_;
+    android::base::unique_fd fd_;
 };
 
 // A helper service process, the path of its socket for raw peers, and a well-behaved runtime

@@ -2,7 +2,6 @@
 
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
-#include <dirent.h>
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <spawn.h>
@@ -16,6 +15,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "support/mirror.h"
 
@@ -29,20 +29,16 @@ std::string procDir(pid_t pid, const char* what) {
 }
 
 int countEntries(const std::string& path) {
-    DIR* d = opendir(path.c_str());
-    if (d == nullptr) return -1;
-    int n = 0;
-    while (dirent* e = readdir(d)) {
-        if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0) ++n;
-    }
-    closedir(d);
-    // The directory stream itself holds a descriptor while /proc/self/fd is read.
-    return n;
+    std::error_code ec;
+    std::filesystem::directory_iterator it(path, ec);
+    if (ec) return -1;
+    return static_cast<int>(std::distance(it, std::filesystem::directory_iterator()));
 }
 
 }  // namespace
 
 int countFds(pid_t pid) {
+    // The directory iterator itself holds a descriptor while /proc/self/fd is read.
     const int n = countEntries(procDir(pid, "fd"));
     return pid == 0 && n > 0 ? n - 1 : n;
 }
@@ -77,18 +73,45 @@ std::vector<std::string> socketsIn(const std::string& dir) {
     return found;
 }
 
-int connectUnix(const std::string& path) {
+android::base::unique_fd connectUnix(const std::string& path) {
     sockaddr_un addr{};
     addr.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(addr.sun_path)) return -1;
+    if (path.size() >= sizeof(addr.sun_path)) return {};
     std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-    if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
-        close(fd);
+    android::base::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (fd.ok() && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) fd.reset();
+    return fd;
+}
+
+pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix,
+                const std::vector<std::string>& extra) {
+    std::vector<std::string> env;
+    for (char** e = environ; *e != nullptr; ++e) {
+        if (dropPrefix.empty() || std::strncmp(*e, dropPrefix.c_str(), dropPrefix.size()) != 0) {
+            env.emplace_back(*e);
+        }
+    }
+    env.insert(env.end(), extra.begin(), extra.end());
+    auto pointers = [](std::vector<std::string>& strings) {
+        std::vector<char*> out;
+        for (auto& s : strings) out.push_back(s.data());
+        out.push_back(nullptr);
+        return out;
+    };
+    std::vector<char*> argv = pointers(args);
+    std::vector<char*> envp = pointers(env);
+    pid_t pid = -1;
+    return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), envp.data()) == 0 ? pid : -1;
+}
+
+int waitExit(pid_t pid) {
+    int status = 0;
+    if (!waitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; })) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
         return -1;
     }
-    return fd;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 std::string jorvInstance(const std::string& name) {
@@ -113,11 +136,6 @@ ServiceDir::~ServiceDir() {
     if (path_.empty()) return;
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
-}
-
-void ServiceDir::writeManifest(const std::vector<std::string>& lines) const {
-    std::ofstream out(path_ + "/manifest", std::ios::trunc);
-    for (const auto& line : lines) out << line << "\n";
 }
 
 // --- LocalServices ---------------------------------------------------------------------------
@@ -163,16 +181,8 @@ std::string ChildService::mirrorInstance() const {
     if (pid_ > 0) return ::testing::AssertionFailure() << "already running as " << pid_;
     std::vector<std::string> args = {HOSTBINDER_TEST_SERVICE_PATH, instance_, dir_};
     if (options_.mirror) args.emplace_back("--mirror");
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-
-    pid_t pid = -1;
-    const int err = posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ);
-    if (err != 0) {
-        return ::testing::AssertionFailure() << "posix_spawn: " << std::strerror(err);
-    }
-    pid_ = pid;
+    pid_ = spawnWith(args);
+    if (pid_ < 0) return ::testing::AssertionFailure() << "cannot start " << args[0];
 
     auto published = [](const std::string& name) {
         ndk::SpAIBinder b(AServiceManager_checkService(name.c_str()));

@@ -2,6 +2,7 @@
 // condition polling, fd/thread accounting, and helper service processes.
 #pragma once
 
+#include <android-base/unique_fd.h>
 #include <android/binder_auto_utils.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -40,8 +41,16 @@ long residentKb(pid_t pid = 0);
 // Paths of the Unix-domain sockets directly inside `dir`.
 std::vector<std::string> socketsIn(const std::string& dir);
 
-// A connected AF_UNIX stream socket to `path`, or -1.
-int connectUnix(const std::string& path);
+// A connected AF_UNIX stream socket to `path`, or none.
+android::base::unique_fd connectUnix(const std::string& path);
+
+// Starts `args` with this process's environment, less the variables whose "NAME=value" starts with
+// `dropPrefix` (none when empty), plus `extra`; the child's pid, or -1.
+pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix = "",
+                const std::vector<std::string>& extra = {});
+// Waits, bounded, for `pid` to exit: its exit code, or -1 when it was signalled or had to be
+// killed.
+int waitExit(pid_t pid);
 
 // Instance name the interface would be registered under on a device.
 std::string jorvInstance(const std::string& name = "default");
@@ -56,8 +65,6 @@ public:
     ServiceDir& operator=(const ServiceDir&) = delete;
 
     const std::string& path() const { return path_; }
-    // Writes `lines` to <dir>/manifest, one instance per line.
-    void writeManifest(const std::vector<std::string>& lines) const;
 
 private:
     std::string path_;

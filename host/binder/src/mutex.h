@@ -1,25 +1,17 @@
-// Lock annotations for clang's -Wthread-safety, and the mutex types that carry them.
-// GCC does not know the attributes, so there they expand to nothing.
+// The mutex types the runtime locks with, annotated for clang's -Wthread-safety.
 #pragma once
+
+#include <android-base/thread_annotations.h>
 
 #include <condition_variable>
 #include <mutex>
 
-#if defined(__clang__)
-#define HB_THREAD_ANNOTATION(x) __attribute__((x))
-#else
-#define HB_THREAD_ANNOTATION(x)
+// GCC knows none of the analysis attributes and warns on each one; the analysis runs under clang,
+// so for GCC the annotations expand to nothing.
+#if !defined(__clang__)
+#undef THREAD_ANNOTATION_ATTRIBUTE__
+#define THREAD_ANNOTATION_ATTRIBUTE__(x)
 #endif
-
-#define CAPABILITY(x) HB_THREAD_ANNOTATION(capability(x))
-#define SCOPED_CAPABILITY HB_THREAD_ANNOTATION(scoped_lockable)
-#define GUARDED_BY(x) HB_THREAD_ANNOTATION(guarded_by(x))
-#define PT_GUARDED_BY(x) HB_THREAD_ANNOTATION(pt_guarded_by(x))
-#define REQUIRES(...) HB_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
-#define EXCLUDES(...) HB_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
-#define ACQUIRE(...) HB_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
-#define RELEASE(...) HB_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
-#define NO_THREAD_SAFETY_ANALYSIS HB_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace hostbinder {
 
