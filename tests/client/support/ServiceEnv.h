@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "FakeJorv.h"
+#include "support/FakeJorv.h"
 
 namespace qartest {
 

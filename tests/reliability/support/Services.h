@@ -9,7 +9,7 @@
 
 #include "Options.h"
 #include "Simulator.h"
-#include "client/support/FakeJorv.h"
+#include "support/FakeJorv.h"
 #include "jorvsim/support/SimProcess.h"
 
 namespace qarrel {
