@@ -9,14 +9,11 @@
 
 #include "JorvHalclient.h"
 #include "halclient/JorvHalConnection.h"
-#include "support/LogCapture.h"
-#include "support/ServiceEnv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
 
-using jorvHalclient::ResourceList;
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 constexpr char kNotDeclared0[] = "Jorv is not declared, AServiceManager_isDeclared:0";
 constexpr char kNotDeclared1[] = "Jorv is not declared, AServiceManager_isDeclared:1";
 

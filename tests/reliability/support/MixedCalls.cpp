@@ -13,7 +13,6 @@
 #include "JorvHalclient.h"
 #include "QarEventApi.h"
 #include "QarWrapper.h"
-#include "client/support/QarHal.h"
 #include "client/support/ServiceEnv.h"
 
 namespace qarrel {
