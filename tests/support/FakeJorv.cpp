@@ -45,6 +45,11 @@ void FakeJorv::holdCalls(bool hold, const std::string& op) {
     mCond.notify_all();
 }
 
+void FakeJorv::setRecording(bool recording) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecording = recording;
+}
+
 void FakeJorv::setDelay(std::chrono::milliseconds delay) {
     std::lock_guard<std::mutex> lock(mMutex);
     mDelay = delay;
@@ -116,14 +121,14 @@ void FakeJorv::dropCallbacks() {
 
 Answer FakeJorv::record(Call call) {
     std::unique_lock<std::mutex> lock(mMutex);
-    if (call.anyCallback() != nullptr) mCallbacks.push_back(call.anyCallback());
+    if (mRecording && call.anyCallback() != nullptr) mCallbacks.push_back(call.anyCallback());
     if (mScript) {
         Answer scripted = mScript(call);
         lock.unlock();
         return answerScripted(std::move(call), std::move(scripted));
     }
     const std::string op = call.op;
-    mCalls.push_back(std::move(call));
+    if (mRecording) mCalls.push_back(std::move(call));
     mCond.notify_all();
     mCond.wait(lock, [&] { return !mHold || (!mHeldOp.empty() && mHeldOp != op); });
     // The slow service's own latency; setDelay(0) cuts it short.

@@ -83,6 +83,8 @@ public:
     // Holds calls (every call, or only those of `op`) until holdCalls(false), to test callers in
     // flight; off by default.
     void holdCalls(bool hold, const std::string& op = "");
+    // Off: keeps neither the calls nor their callbacks, for a benchmark's millions of calls.
+    void setRecording(bool recording);
     // Answers every call `delay` late, as a slow service does; zero (the default) answers at once.
     void setDelay(std::chrono::milliseconds delay);
     // Answers every `n`th call (over all operations, counted from now) with `failure` instead of
@@ -136,6 +138,7 @@ private:
     std::map<std::string, std::deque<Answer>> mQueued;
     std::map<std::string, Answer> mDefaults;
     std::vector<std::shared_ptr<IJorvCallback>> mCallbacks;
+    bool mRecording = true;
     bool mHold = false;
     std::string mHeldOp;  // empty: every op
     std::chrono::milliseconds mDelay{0};
