@@ -1,14 +1,13 @@
 // Fuzzes sequences of library calls, across all three layers, against the tests' fake service
 // (tests/support/FakeJorv.h) scripted by the same input: handles, statuses (exceptions,
 // service-specific and transport errors), state records with or without values, property texts,
-// and callbacks made before the answer. After every call the harness works out from the answer
-// what the call must have returned and done to the callback registries and the caller's
-// callbacks, and aborts on any difference.
+// and callbacks made before the answer. The input drives a table of operations; after each the
+// harness works out from the answer what the call must have returned and done to the callback
+// registries and the caller's callbacks, and aborts on any difference.
 //
-// The queries that parse the service's answer let std::invalid_argument, std::out_of_range or
-// std::bad_optional_access escape by contract; the harness expects exactly the one the answer
-// calls for, around exactly those calls. Property texts stay below the 256 bytes that would abort
-// the process by contract.
+// The queries that parse the service's answer may let std::invalid_argument, std::out_of_range or
+// std::bad_optional_access escape by contract; any other exception is reported. Property texts
+// stay below the 256 bytes that would abort the process by contract.
 
 #include <android/binder_manager.h>
 #include <android/binder_process.h>

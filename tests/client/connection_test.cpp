@@ -1,5 +1,5 @@
-// The namespace client's connection: first use, waiting for a declared service, death, the race of
-// two connecting threads (load while the service dies and comes back is the reliability tests').
+// The namespace client's connection: first use, waiting for a declared service, death, and the
+// race of two connecting threads. Calls while the service dies and comes back: tests/reliability.
 
 #include <gtest/gtest.h>
 
