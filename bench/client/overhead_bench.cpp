@@ -249,10 +249,10 @@ std::vector<Case> allCases() {
                          }});
     // The fast path of each connection: the cheapest call when already connected.
     cases.push_back(Case{"fastPath_jorvResCtlRelease", [](CaseState&) {},
-                         [](CaseState&) { return jorvHalclient::jorvResCtlRelease(7) == 7; },
+                         [](CaseState&) { return jorvHalclient::jorvResCtlRelease(7) == kReleased; },
                          [](CaseState&, jorv::IJorv& hal) {
                              int32_t out = -1;
-                             return hal.release(7, &out).isOk() && out == 7;
+                             return hal.release(7, &out).isOk() && out == kReleased;
                          }});
     cases.push_back(Case{"fastPath_QarRelease", [](CaseState&) {},
                          [](CaseState&) {
@@ -261,7 +261,7 @@ std::vector<Case> allCases() {
                          },
                          [](CaseState&, jorv::IJorv& hal) {
                              int32_t out = -1;
-                             return hal.release(7, &out).isOk() && out == 7;
+                             return hal.release(7, &out).isOk() && out == kReleased;
                          }});
     return cases;
 }
@@ -592,7 +592,8 @@ int main(int argc, char** argv) {
     gSetup->proxy =
             jorv::IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(kInstance)));
     // Both library connections are made here, so that every case measures the connected path.
-    if (gSetup->proxy == nullptr || jorvHalclient::jorvResCtlRelease(1) != 1 || qarInit() != 0) {
+    if (gSetup->proxy == nullptr || jorvHalclient::jorvResCtlRelease(1) != kReleased ||
+        qarInit() != 0) {
         std::fprintf(stderr, "the library cannot reach the stub service\n");
         return 1;
     }
