@@ -247,7 +247,7 @@ private:
     }
 
     // A request whose result is the service's handle, or -1; an invalid list never leaves.
-    void request(bool valid, int32_t result, size_t before = 0, bool oneShot = false,
+    void request(bool valid, int32_t result, size_t before, bool oneShot = false,
                  const std::shared_ptr<qartest::RecordingCallback>& byId = nullptr,
                  const std::shared_ptr<qartest::RecordingPathCallback>& byPath = nullptr) {
         if (!valid) {
@@ -316,13 +316,14 @@ void Harness::resCtl() {
     const auto byId = maybe<qartest::RecordingCallback>();
     switch (mP.ConsumeIntegralInRange(0, 7)) {
         case 0:
-            return request(valid, jorvHalclient::jorvResCtlRequest(a, list, b));
+            return request(valid, jorvHalclient::jorvResCtlRequest(a, list, b), before);
         case 1:
-            return request(valid, jorvHalclient::jorvResCtlRequest(a, list, 1, b));
+            return request(valid, jorvHalclient::jorvResCtlRequest(a, list, 1, b), before);
         case 2:
-            return request(valid, jorvHalclient::jorvResCtlRequest(7, a, list, 2, b));
+            return request(valid, jorvHalclient::jorvResCtlRequest(7, a, list, 2, b), before);
         case 3:
-            return request(valid, jorvHalclient::jorvResCtlRequest(i32(), a, list, 4, 1, b));
+            return request(valid, jorvHalclient::jorvResCtlRequest(i32(), a, list, 4, 1, b),
+                           before);
         case 4: {
             const int32_t result = jorvHalclient::jorvResCtlRequest(a, i32(), list, 0, b, 0, byId);
             return request(valid, result, before, true, byId);
