@@ -153,36 +153,17 @@ private:
               "the id callback was called the wrong number of times");
         check(mPathCallback->calls().size() == pathCalls + (byPath ? 1 : 0),
               "the path callback was called the wrong number of times");
-        if (byId) checkById(mIdCallback->calls().back(), records);
-        if (byPath) checkByPath(mPathCallback->calls().back(), records);
+        check(!byId || qarfuzz::deliveredById(mIdCallback->calls().back(), records),
+              "the id callback got other records than the service sent");
+        check(!byPath || qarfuzz::deliveredByPath(mPathCallback->calls().back().values,
+                                                  mPathCallback->calls().back().paths, records),
+              "the path callback got other records than the service sent");
 
         Registry expected = before;
         if (mKind.oneShot) {
             expected.erase(std::remove(expected.begin(), expected.end(), mClient), expected.end());
         }
         check(snapshotRegistry() == expected, "request_callbacks changed the wrong way");
-    }
-
-    static void checkById(const std::list<QarClient::Resource>& received,
-                          const std::vector<JorvRequestData>& records) {
-        check(received.size() == records.size(), "id callback got a different number of records");
-        auto record = records.begin();
-        for (const QarClient::Resource& resource : received) {
-            check(resource.id == record->id && resource.value == record->value,
-                  "id callback got a record other than the service sent");
-            ++record;
-        }
-    }
-
-    static void checkByPath(const RecordingPathCallback::Received& received,
-                            const std::vector<JorvRequestData>& records) {
-        check(received.values.size() == records.size() && received.paths.size() == records.size(),
-              "path callback got lists of the wrong length");
-        for (size_t i = 0; i < records.size(); ++i) {
-            check(received.values[i] == records[i].value.value_or("") &&
-                          received.paths[i] == records[i].path.value_or(""),
-                  "path callback got a record other than the service sent");
-        }
     }
 
     FuzzedDataProvider& mProvider;

@@ -25,7 +25,6 @@
 //
 // With --table the program ends with the tables of bench/README.md in Markdown.
 
-#include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
@@ -54,6 +53,7 @@
 #include "QarWrapper.h"
 #include "halclient/JorvHalConnection.h"
 #include "qar/QarHalConnection.h"
+#include "support/FakeJorv.h"
 
 namespace {
 
@@ -63,86 +63,34 @@ using jorv::JorvRequestParcel;
 
 constexpr char kInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
 constexpr int kStateAnswers = 16;
+// What the service answers every release with.
+constexpr int32_t kReleased = 7;
 // An action near the end of the table; the lookup is a binary search, so any would do.
 constexpr char kActionName[] = "TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1";
 constexpr int32_t kActionId = 198;
 // Sixteen game-adaptation values: four groups of four, one per opcode set.
 constexpr char kGameAdpPayload[] = "1,2,3,4;5,6,7,8;9,10,11,12;13,14,15,16";
 
-// Answers every call at once; a state query gets kStateAnswers records with values.
-class StubJorv : public jorv::BnJorv {
-public:
-    StubJorv() {
-        for (int i = 0; i < kStateAnswers; ++i) {
-            JorvRequestData& record = mAnswers.emplace_back();
-            record.id = 0x01010000 + i;
-            record.value = std::to_string(i * 100);
-        }
+// The tests' fake service, answering every call at once and recording nothing; a state query gets
+// kStateAnswers records with values.
+std::shared_ptr<qartest::FakeJorv> makeStub() {
+    auto stub = ndk::SharedRefBase::make<qartest::FakeJorv>();
+    stub->setRecording(false);
+    std::vector<JorvRequestData> answers(kStateAnswers);
+    for (int i = 0; i < kStateAnswers; ++i) {
+        answers[i].id = 0x01010000 + i;
+        answers[i].value = std::to_string(i * 100);
     }
-    ndk::ScopedAStatus init() override { return ok(); }
-    ndk::ScopedAStatus request(const JorvRequestParcel&, int32_t* out) override {
-        *out = 1;
-        return ok();
-    }
-    ndk::ScopedAStatus release(int32_t handle, int32_t* out) override {
-        *out = handle;
-        return ok();
-    }
-    ndk::ScopedAStatus stateRequest(const JorvRequestParcel&,
-                                    std::vector<JorvRequestData>* out) override {
-        *out = mAnswers;
-        return ok();
-    }
-    ndk::ScopedAStatus listeningRegister(const JorvRequestParcel&,
-                                         const std::shared_ptr<jorv::IJorvCallback>&,
-                                         int32_t* out) override {
-        *out = 1;
-        return ok();
-    }
-    ndk::ScopedAStatus listeningUnregister(int32_t, int32_t* out) override {
-        *out = 0;
-        return ok();
-    }
-    ndk::ScopedAStatus propertyGet(const std::string&, std::string* out) override {
-        out->clear();
-        return ok();
-    }
-    ndk::ScopedAStatus propertySet(const std::string&, const std::string&, int32_t* out) override {
-        *out = 0;
-        return ok();
-    }
-    ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>&,
-                                                const std::shared_ptr<jorv::IJorvCallback>&,
-                                                int32_t* out) override {
-        *out = 1;
-        return ok();
-    }
-    ndk::ScopedAStatus thermalListeningUnregister(int32_t, int32_t* out) override {
-        *out = 0;
-        return ok();
-    }
-    ndk::ScopedAStatus reserved10() override { return ok(); }
-    ndk::ScopedAStatus setRelatedSysInfo(int32_t, const std::string&, int32_t* out) override {
-        *out = 0;
-        return ok();
-    }
-    ndk::ScopedAStatus ruleCtl(int32_t, int32_t, const std::vector<JorvRequestData>&,
-                               int32_t* out) override {
-        *out = 0;
-        return ok();
-    }
-    ndk::ScopedAStatus requestOneWay(const JorvRequestParcel&) override { return ok(); }
-
-private:
-    static ndk::ScopedAStatus ok() { return ndk::ScopedAStatus::ok(); }
-    std::vector<JorvRequestData> mAnswers;
-};
+    stub->setDefault("stateRequest", qartest::Answer::okData(std::move(answers)));
+    stub->setDefault("release", qartest::Answer::ok(kReleased));
+    return stub;
+}
 
 // The service, the proxy every runtime case uses, and the service directory of this run. Leaked on
 // purpose: the runtime's threads may still use them while static destructors run.
 struct Setup {
     std::string dir;
-    std::shared_ptr<StubJorv> stub;
+    std::shared_ptr<qartest::FakeJorv> stub;
     std::shared_ptr<jorv::IJorv> proxy;
 };
 Setup* gSetup = nullptr;
@@ -301,10 +249,10 @@ std::vector<Case> allCases() {
                          }});
     // The fast path of each connection: the cheapest call when already connected.
     cases.push_back(Case{"fastPath_jorvResCtlRelease", [](CaseState&) {},
-                         [](CaseState&) { return jorvHalclient::jorvResCtlRelease(7) == 7; },
+                         [](CaseState&) { return jorvHalclient::jorvResCtlRelease(7) == kReleased; },
                          [](CaseState&, jorv::IJorv& hal) {
                              int32_t out = -1;
-                             return hal.release(7, &out).isOk() && out == 7;
+                             return hal.release(7, &out).isOk() && out == kReleased;
                          }});
     cases.push_back(Case{"fastPath_QarRelease", [](CaseState&) {},
                          [](CaseState&) {
@@ -313,7 +261,7 @@ std::vector<Case> allCases() {
                          },
                          [](CaseState&, jorv::IJorv& hal) {
                              int32_t out = -1;
-                             return hal.release(7, &out).isOk() && out == 7;
+                             return hal.release(7, &out).isOk() && out == kReleased;
                          }});
     return cases;
 }
@@ -324,7 +272,7 @@ void trivialRoundTrip(benchmark::State& state) {
     int32_t h = 0;
     for (auto _ : state) {
         int32_t out = -1;
-        if (!gSetup->proxy->release(h, &out).isOk() || out != h) {
+        if (!gSetup->proxy->release(h, &out).isOk() || out != kReleased) {
             state.SkipWithError("call failed");
             break;
         }
@@ -347,7 +295,7 @@ bool trivialCall(CaseState&) {
     thread_local int32_t h = 0;
     int32_t out = -1;
     ++h;
-    return gSetup->proxy->release(h, &out).isOk() && out == h;
+    return gSetup->proxy->release(h, &out).isOk() && out == kReleased;
 }
 
 // Everything one case's row of the table needs, measured side by side in one loop so that all of
@@ -636,7 +584,7 @@ int main(int argc, char** argv) {
     HostBinder_declareInstance(kInstance);
     // Serves the stub service, which lives in this process.
     ABinderProcess_startThreadPool();
-    gSetup->stub = ndk::SharedRefBase::make<StubJorv>();
+    gSetup->stub = makeStub();
     if (AServiceManager_addService(gSetup->stub->asBinder().get(), kInstance) != EX_NONE) {
         std::fprintf(stderr, "cannot publish the stub service\n");
         return 1;
@@ -644,7 +592,8 @@ int main(int argc, char** argv) {
     gSetup->proxy =
             jorv::IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(kInstance)));
     // Both library connections are made here, so that every case measures the connected path.
-    if (gSetup->proxy == nullptr || jorvHalclient::jorvResCtlRelease(1) != 1 || qarInit() != 0) {
+    if (gSetup->proxy == nullptr || jorvHalclient::jorvResCtlRelease(1) != kReleased ||
+        qarInit() != 0) {
         std::fprintf(stderr, "the library cannot reach the stub service\n");
         return 1;
     }

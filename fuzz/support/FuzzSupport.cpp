@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -46,6 +47,25 @@ std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t
         record.extra = consumeOptionalText(provider, maxText);
     }
     return records;
+}
+
+bool deliveredById(const std::list<QarClient::Resource>& got,
+                   const std::vector<JorvRequestData>& sent) {
+    return std::equal(got.begin(), got.end(), sent.begin(), sent.end(),
+                      [](const QarClient::Resource& r, const JorvRequestData& d) {
+                          return r.id == d.id && r.value == d.value;
+                      });
+}
+
+bool deliveredByPath(const std::vector<std::string>& values, const std::vector<std::string>& paths,
+                     const std::vector<JorvRequestData>& sent) {
+    if (values.size() != sent.size() || paths.size() != sent.size()) return false;
+    for (size_t i = 0; i < sent.size(); ++i) {
+        if (values[i] != sent[i].value.value_or("") || paths[i] != sent[i].path.value_or("")) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace qarfuzz

@@ -8,8 +8,11 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstddef>
+#include <list>
 #include <string>
 #include <vector>
+
+#include "QarResource.h"
 
 namespace qarfuzz {
 
@@ -32,5 +35,12 @@ std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength);
 // says, texts of up to `maxText` bytes.
 std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords = 8,
                                             size_t maxText = 48);
+
+// Whether a caller's callback got exactly the records the service sent: by id their ids and
+// values; by path their values and paths, each absent text as a blank.
+bool deliveredById(const std::list<QarClient::Resource>& got,
+                   const std::vector<JorvRequestData>& sent);
+bool deliveredByPath(const std::vector<std::string>& values, const std::vector<std::string>& paths,
+                     const std::vector<JorvRequestData>& sent);
 
 }  // namespace qarfuzz

@@ -9,17 +9,11 @@
 #include "JorvCallbackRegistry.h"
 #include "JorvHalclient.h"
 #include "support/FakeServiceTest.h"
-#include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
 
-using jorvHalclient::ResourceList;
-using QarClient::Resource;
-constexpr char kClientTag[] = "JorvFramework-lib-vendor";
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 constexpr char kNotFound[] = "callback not found in request_callbacks";
 
 JorvRequestData record(int32_t id, std::optional<std::string> value,

@@ -1,5 +1,5 @@
-// The namespace client's connection: first use, waiting for a declared service, death, the race of
-// two connecting threads, and load while the service dies and comes back.
+// The namespace client's connection: first use, waiting for a declared service, death, and the
+// race of two connecting threads. Calls while the service dies and comes back: tests/reliability.
 
 #include <gtest/gtest.h>
 
@@ -9,14 +9,11 @@
 
 #include "JorvHalclient.h"
 #include "halclient/JorvHalConnection.h"
-#include "support/LogCapture.h"
-#include "support/ServiceEnv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
 
-using jorvHalclient::ResourceList;
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 constexpr char kNotDeclared0[] = "Jorv is not declared, AServiceManager_isDeclared:0";
 constexpr char kNotDeclared1[] = "Jorv is not declared, AServiceManager_isDeclared:1";
 
@@ -163,37 +160,6 @@ TEST(ConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
     EXPECT_LE(losers, static_cast<size_t>(kThreads - 1));
     // Each loser asked once; the winner asked once.
     EXPECT_EQ(after.isDeclared - before.isDeclared, losers + 1);
-}
-
-TEST(ConnectionTest, CallsDuringDeathAndRestartReturnHandleOrMinusOne) {
-    ServiceEnv env;
-    env.declare();
-    env.publish();
-    constexpr int kThreads = 4;
-    constexpr int kRestarts = 20;
-    std::atomic<bool> stop{false};
-    std::atomic<int> unexpected{0};
-    std::atomic<int> calls{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            ResourceList resources = {{t + 1, "1"}};
-            while (!stop) {
-                const int result = (t % 2 == 0) ? jorvHalclient::jorvResCtlRequest(1, resources, 2)
-                                                : jorvHalclient::jorvResCtlRelease(9);
-                if (result != 1 && result != -1) ++unexpected;
-                ++calls;
-            }
-        });
-    }
-    for (int i = 0; i < kRestarts; ++i) {
-        const int seen = calls;
-        ASSERT_TRUE(waitFor([&] { return calls > seen + kThreads; }));
-        env.publish();  // kills the running fake and publishes a new one
-    }
-    stop = true;
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(unexpected, 0);
 }
 
 }  // namespace

@@ -7,13 +7,9 @@
 
 #include "JorvHalclient.h"
 #include "support/FakeServiceTest.h"
-#include "support/LogCapture.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
-
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 
 using DiagnosticsTest = FakeServiceTest;
 

@@ -8,14 +8,10 @@
 
 #include "JorvHalclient.h"
 #include "QarEventApi.h"
-#include "support/LogCapture.h"
-#include "support/QarHal.h"
-#include "support/ServiceEnv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
-
-constexpr char kTag[] = "[QAR_CLIENT]";
 
 TEST(EventConnectionTest, UnreachableServiceFailsAtOnce) {
     for (bool declared : {false, true}) {
@@ -25,11 +21,11 @@ TEST(EventConnectionTest, UnreachableServiceFailsAtOnce) {
         const auto before = env.lookups();
         EXPECT_EQ(qarInit(), -1);
         const std::vector<LogLine> expected = {
-                {ANDROID_LOG_ERROR, kTag, "qarInit enter"},
-                {ANDROID_LOG_ERROR, kTag,
+                {ANDROID_LOG_ERROR, kQarTag, "qarInit enter"},
+                {ANDROID_LOG_ERROR, kQarTag,
                  declared ? "Jorv HAL Service not found"
                           : "Jorv is not declared, AServiceManager_isDeclared:0"},
-                {ANDROID_LOG_ERROR, kTag, "qar_get_jorv_hal_and_link_to_death error:-1"}};
+                {ANDROID_LOG_ERROR, kQarTag, "qar_get_jorv_hal_and_link_to_death error:-1"}};
         EXPECT_EQ(log.lines(), expected);
         const auto after = env.lookups();
         EXPECT_EQ(after.checkService - before.checkService, declared ? 1u : 0u);
@@ -52,7 +48,7 @@ TEST(EventConnectionTest, ConnectsOnceAndInitFailureGivesMinusTwo) {
     fake->enqueue("init", Answer::serviceSpecific(3));
     LogCapture log;
     EXPECT_EQ(qarInit(), -2);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kQarTag,
                         "jorv_init() failed : jorv HAL service not available"),
               1u);
     EXPECT_FALSE(qarHalConnected());
@@ -77,7 +73,7 @@ TEST(EventConnectionTest, DeathIsReportedOnceAndQarInitReconnects) {
     LogCapture log;
     env.kill();
     ASSERT_TRUE(waitFor([&] { return toldAll.load(); }));
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kQarTag, "Jorv HAL Service died"), 1u);
     EXPECT_FALSE(qarHalConnected());
 
     auto fake = env.publish();

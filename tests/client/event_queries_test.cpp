@@ -5,12 +5,11 @@
 #include <tuple>
 
 #include "QarEventApi.h"
-#include "support/EventApiTest.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
 
-using QarClient::Resource;
 constexpr int32_t kPowerId = 0x1011670;
 
 using EventQueryTest = EventApiTest;

@@ -8,8 +8,7 @@
 #include <tuple>
 
 #include "QarEventApi.h"
-#include "support/EventApiTest.h"
-#include "support/QarHal.h"
+#include "support/FakeServiceTest.h"
 
 // Debian's libcutils never traces. These definitions take precedence over its own, so that the
 // markers the library emits through <cutils/trace.h> can be seen. Only the test thread traces.
@@ -30,8 +29,6 @@ extern "C" void atrace_end_body() {
 
 namespace qartest {
 namespace {
-
-using QarClient::Resource;
 
 JorvRequestParcel eventParcel(int32_t type, std::vector<JorvRequestData> data, std::string pkg,
                               std::string identity, int64_t timeout) {

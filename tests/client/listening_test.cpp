@@ -7,16 +7,11 @@
 
 #include "JorvHalclient.h"
 #include "support/FakeServiceTest.h"
-#include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
 
-using jorvHalclient::ResourceList;
-using QarClient::Resource;
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 constexpr char kDuplicate[] = "Same callback interface registered already";
 constexpr char kRegistered[] = "A callback has been registered to Jorv HAL ";
 

@@ -9,19 +9,16 @@
 #include "JorvHalclient.h"
 #include "JorvParcelMarker.h"
 #include "support/FakeServiceTest.h"
-#include "support/LogCapture.h"
 #include "support/RecordingCallbacks.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
 
 using Strings = std::vector<std::string>;
 using PathMap = std::map<std::string, std::string>;
-constexpr char kTag[] = "JORVFramework-lib-vendor";
 const std::vector<std::optional<std::string>> kMarker = {std::string("zdbdebug")};
 
-JorvRequestData answer(std::optional<std::string> path, std::optional<std::string> value) {
+JorvRequestData pathRecord(std::optional<std::string> path, std::optional<std::string> value) {
     JorvRequestData data;
     data.path = std::move(path);
     data.value = std::move(value);
@@ -107,7 +104,7 @@ TEST_F(PathRequestsTest, LengthMismatchSendsNothing) {
 
     // The state query is lenient: it asks for the paths alone.
     Strings results;
-    fake->enqueue("stateRequest", Answer::okData({answer("/a", "5")}));
+    fake->enqueue("stateRequest", Answer::okData({pathRecord("/a", "5")}));
     EXPECT_EQ(jorv_res_state_request_by_path({"/a", "/b"}, {"1"}, 0, results), 1);
     const JorvRequestParcel parcel = *fake->callsOf("stateRequest").at(0).parcel;
     ASSERT_EQ(parcel.dataList.size(), 2u);
@@ -117,7 +114,7 @@ TEST_F(PathRequestsTest, LengthMismatchSendsNothing) {
 
 TEST_F(PathRequestsTest, StateQueryByVectorsAppendsByPosition) {
     fake->enqueue("stateRequest",
-                  Answer::okData({answer("/x", "1"), answer(std::nullopt, std::nullopt)}));
+                  Answer::okData({pathRecord("/x", "1"), pathRecord(std::nullopt, std::nullopt)}));
     Strings results = {"kept"};
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_by_path({"/a", "/b"}, {"8", "9"}, 0, results),
               3);
@@ -131,8 +128,9 @@ TEST_F(PathRequestsTest, StateQueryByVectorsAppendsByPosition) {
 }
 
 TEST_F(PathRequestsTest, StateQueryByMapSkipsIncompleteAnswersAndOverwrites) {
-    fake->enqueue("stateRequest", Answer::okData({answer("/a", "new"), answer("/b", std::nullopt),
-                                                  answer(std::nullopt, "x"), answer("/c", "3")}));
+    fake->enqueue("stateRequest",
+                  Answer::okData({pathRecord("/a", "new"), pathRecord("/b", std::nullopt),
+                                  pathRecord(std::nullopt, "x"), pathRecord("/c", "3")}));
     PathMap results = {{"/a", "old"}, {"/z", "kept"}};
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_map_by_path({{"/b", "2"}, {"/a", "1"}}, 0,
                                                                 results),

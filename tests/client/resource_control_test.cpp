@@ -7,30 +7,17 @@
 #include <thread>
 
 #include "JorvHalclient.h"
-#include "support/LogCapture.h"
-#include "support/ServiceEnv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
 
-using jorvHalclient::ResourceList;
-using QarClient::Resource;
-constexpr char kTag[] = "JORVFramework-lib-vendor";
-
-class ResourceControlTest : public ::testing::Test {
+class ResourceControlTest : public FakeServiceTest {
 protected:
-    void SetUp() override {
-        env.declare();
-        fake = env.publish();
-    }
     JorvRequestParcel onlyRequest() {
-        auto calls = fake->callsOf("request");
-        EXPECT_EQ(calls.size(), 1u);
-        return calls.empty() ? JorvRequestParcel{} : *calls.front().parcel;
+        EXPECT_EQ(fake->callsOf("request").size(), 1u);
+        return lastParcel("request");
     }
-
-    ServiceEnv env;
-    std::shared_ptr<FakeJorv> fake;
 };
 
 TEST_F(ResourceControlTest, OverloadsFillParcelFields) {
@@ -140,7 +127,6 @@ TEST_F(ResourceControlTest, EmptyListIsSent) {
 }
 
 TEST_F(ResourceControlTest, InvalidListSendsNothing) {
-    LogCapture log;
     ResourceList invalid = {{7, std::nullopt}};
     EXPECT_EQ(jorvHalclient::jorvResCtlRequest(3, invalid, 4), -1);
     EXPECT_TRUE(fake->callsOf("request").empty());
@@ -161,7 +147,6 @@ TEST_F(ResourceControlTest, ReleasesPassHandleAndResult) {
 }
 
 TEST_F(ResourceControlTest, EntryLinesAndOrder) {
-    LogCapture log;
     ResourceList empty;
     jorvHalclient::jorvResCtlRequest(1, empty, 2);
     jorvHalclient::jorvSACtlRequest(1, 2, 3);
@@ -200,7 +185,7 @@ TEST_F(ResourceControlTest, FailedCallsDropTheConnection) {
                                  : "request";
         ResourceList warmup;
         ASSERT_NE(jorvHalclient::jorvResCtlRequest(1, warmup, 2), -1);  // connected
-        LogCapture log;
+        log.clear();
         fake->enqueue(op, c.answer);
         EXPECT_EQ(c.call(), c.expected) << c.name;
         EXPECT_EQ(

@@ -41,48 +41,39 @@ TEST(ActionTableTest, ShapeAndNotableEntries) {
     }
 }
 
+// Names look up by themselves; event ids by the name after a seven-character marker.
 TEST(ActionTableTest, LookupMatchesScanFromTheFront) {
     for (const std::string& name : gActionList) EXPECT_EQ(findActionIndex(name), scanFirst(name));
 
     struct Case {
-        const char* name;
-        int expected;
+        const char* text;
+        int index;  // as an action name
+        int event;  // as an event id
     };
     for (const Case& c : {
-                 Case{"ACTION_CAMERA_APS_CAPTURE_L1", 91},
-                 Case{"ACTION_CAMERA_APS_CAPTURE_L4", 94},
-                 Case{"ACTION_CAMERA_MULTI_SCENE", 102},
-                 Case{"ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1", 198},
-                 Case{"ACTION_CAMERA_STICKER_RECORD", -1},  // the table's spelling is STIKER
-                 Case{"action_launch", -1},
-                 Case{"ACTION_LAUNCH ", -1},
-                 Case{"ACTION_LAUNC", -1},
-                 Case{"", -1},
-         }) {
-        EXPECT_EQ(findActionIndex(c.name), c.expected) << c.name;
-        EXPECT_EQ(findActionIndex(c.name), scanFirst(c.name)) << c.name;
-    }
-}
-
-TEST(ActionTableTest, EventNamesNeedTheMarkerInFront) {
-    struct Case {
-        const char* eventId;
-        int expected;
-    };
-    for (const Case& c : {
-                 Case{"TRIVEX_ACTION_LAUNCH", 0},
-                 Case{"TRIVEX_ACTION_TOUCH_BOOST", 37},
-                 Case{"TRIVEX_ACTION_CAMERA_MULTI_SCENE", 102},
-                 Case{"TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1", 198},
-                 Case{"ACTION_LAUNCH", -1},
-                 Case{"", -1},
-                 Case{"TRIVEX_", -1},
-                 Case{"xTRIVEX_ACTION_TOUCH_BOOST", -1},
-                 Case{"trivex_ACTION_LAUNCH", -1},
+                 Case{"ACTION_CAMERA_APS_CAPTURE_L1", 91, -1},
+                 Case{"ACTION_CAMERA_APS_CAPTURE_L4", 94, -1},
+                 Case{"ACTION_CAMERA_MULTI_SCENE", 102, -1},
+                 Case{"ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1", 198, -1},
+                 Case{"ACTION_CAMERA_STICKER_RECORD", -1, -1},  // the table's spelling is STIKER
+                 Case{"action_launch", -1, -1},
+                 Case{"ACTION_LAUNCH ", -1, -1},
+                 Case{"ACTION_LAUNC", -1, -1},
+                 Case{"", -1, -1},
+                 Case{"TRIVEX_ACTION_LAUNCH", -1, 0},
+                 Case{"TRIVEX_ACTION_TOUCH_BOOST", -1, 37},
+                 Case{"TRIVEX_ACTION_CAMERA_MULTI_SCENE", -1, 102},
+                 Case{"TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1", -1, 198},
+                 Case{"TRIVEX_ACTION_LAUNCH ", -1, -1},
+                 Case{"TRIVEX_", -1, -1},
+                 Case{"xTRIVEX_ACTION_TOUCH_BOOST", -1, -1},
+                 Case{"trivex_ACTION_LAUNCH", -1, -1},
                  // The cut is always seven characters, wherever the marker is.
-                 Case{"ABCDEFGACTION_LAUNCH", -1},
+                 Case{"ABCDEFGACTION_LAUNCH", -1, -1},
          }) {
-        EXPECT_EQ(findActionIdForEvent(c.eventId), c.expected) << c.eventId;
+        EXPECT_EQ(findActionIndex(c.text), c.index) << c.text;
+        EXPECT_EQ(findActionIndex(c.text), scanFirst(c.text)) << c.text;
+        EXPECT_EQ(findActionIdForEvent(c.text), c.event) << c.text;
     }
 }
 

@@ -11,7 +11,6 @@
 
 #include "JorvHalclient.h"
 #include "QarEventApi.h"
-#include "client/support/QarHal.h"
 #include "client/support/ServiceEnv.h"
 #include "reliability/support/Services.h"
 
@@ -90,8 +89,7 @@ protected:
         return mSim->start();
     }
     void TearDown() override {
-        qartest::resetJorvHal();
-        qartest::resetQarHal();
+        qartest::resetConnections();
         mSim.reset();
     }
 

@@ -21,9 +21,6 @@ namespace {
 constexpr int kLoadThreads = 10;
 // QAR_RELIABILITY_CALLS overrides it.
 constexpr int kDefaultCallsPerThread = 1000;
-constexpr int kFloodThreads = 4;
-// Together well inside the one-way half of the service's receive buffer, as a device needs.
-constexpr int kFloodPerThread = 250;
 
 TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     qartest::ServiceEnv env;
@@ -78,6 +75,9 @@ TEST(HealthyLoadTest, FirstCallbackObjectsMadeOnManyThreadsAtOnce) {
 }
 
 TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
+    // Together well inside the one-way half of the service's receive buffer, as a device needs.
+    constexpr int kFloodThreads = 4;
+    constexpr int kFloodPerThread = 250;
     qartest::ServiceEnv env;
     env.declare();
     std::shared_ptr<qartest::FakeJorv> fake = env.publish();

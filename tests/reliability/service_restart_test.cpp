@@ -11,7 +11,6 @@
 #include <memory>
 
 #include "QarEventApi.h"
-#include "client/support/QarHal.h"
 #include "client/support/ServiceEnv.h"
 #include "reliability/support/MixedCalls.h"
 #include "reliability/support/ProcessCensus.h"
@@ -60,8 +59,7 @@ protected:
     }
     void TearDown() override {
         // Unlinked first, so that the last service's death reaches nothing.
-        qartest::resetJorvHal();
-        qartest::resetQarHal();
+        qartest::resetConnections();
         mSim.reset();
     }
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "QarHal.h"
 #include "halclient/CallbackRegistries.h"
 #include "halclient/JorvHalConnection.h"
+#include "qar/QarHalConnection.h"
 
 namespace qartest {
 
@@ -25,16 +25,14 @@ ServiceEnv::ServiceEnv() {
     char pattern[] = "/tmp/qar-client-test-XXXXXX";
     mDir = mkdtemp(pattern);
     HostBinder_setServiceDir(mDir.c_str());
-    resetJorvHal();
+    resetConnections();
     resetCallbackRegistries();
-    resetQarHal();
 }
 
 ServiceEnv::~ServiceEnv() {
     // Unlink first so that the service's death below reaches nobody in the next test.
-    resetJorvHal();
+    resetConnections();
     resetCallbackRegistries();
-    resetQarHal();
     if (mFake != nullptr) HostBinder_killService(kInstance);
     mFake = nullptr;
     undeclare();
@@ -72,11 +70,22 @@ bool jorvHalConnected() {
     return jorvHalclient::g_jorv_hal != nullptr;
 }
 
-void resetJorvHal() {
-    qar::ExclusiveLock lock(jorvHalclient::g_jorv_hal_mutex);
-    AIBinder_DeathRecipient_delete(jorvHalclient::g_jorv_death_recipient);
-    jorvHalclient::g_jorv_death_recipient = nullptr;
-    jorvHalclient::g_jorv_hal = nullptr;
+bool qarHalConnected() {
+    qar::SharedLock lock(qarEvent::g_qar_hal_mutex);
+    return qarEvent::g_qar_hal != nullptr;
+}
+
+void resetConnections() {
+    {
+        qar::ExclusiveLock lock(jorvHalclient::g_jorv_hal_mutex);
+        AIBinder_DeathRecipient_delete(jorvHalclient::g_jorv_death_recipient);
+        jorvHalclient::g_jorv_death_recipient = nullptr;
+        jorvHalclient::g_jorv_hal = nullptr;
+    }
+    qar::ExclusiveLock lock(qarEvent::g_qar_hal_mutex);
+    AIBinder_DeathRecipient_delete(qarEvent::g_qar_death_recipient);
+    qarEvent::g_qar_death_recipient = nullptr;
+    qarEvent::g_qar_hal = nullptr;
 }
 
 void resetCallbackRegistries() {

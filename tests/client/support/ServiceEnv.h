@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "FakeJorv.h"
+#include "support/FakeJorv.h"
 
 namespace qartest {
 
@@ -42,10 +42,11 @@ private:
     std::shared_ptr<FakeJorv> mFake;
 };
 
-// The namespace client's connection, seen from inside (tests link the library statically).
+// The two clients' connections, seen from inside (tests link the library statically).
 bool jorvHalConnected();
-// Forgets the connection and its death link, as a freshly loaded library would be.
-void resetJorvHal();
+bool qarHalConnected();
+// Forgets both connections and their death links, as a freshly loaded library would be.
+void resetConnections();
 // Empties request_callbacks and the listening registry.
 void resetCallbackRegistries();
 // Sizes of the two registries.

@@ -1,7 +1,6 @@
 #include "MixedCalls.h"
 
 #include <algorithm>
-#include <array>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +13,6 @@
 #include "JorvHalclient.h"
 #include "QarEventApi.h"
 #include "QarWrapper.h"
-#include "client/support/QarHal.h"
 #include "client/support/ServiceEnv.h"
 
 namespace qarrel {
@@ -81,21 +79,13 @@ bool connected(Side side) {
     return side == Side::kNamespace ? qartest::jorvHalConnected() : qartest::qarHalConnected();
 }
 
-class CountingCallback : public jorvHalclient::IClientCallback {
+// The count is shared: the library may keep this object (and call it) after the run ends.
+class CountingCallback : public jorvHalclient::IClientCallback,
+                         public jorvHalclient::IClientCallbackByPath {
 public:
-    // The count is shared: the library may keep this object (and call it) after the run ends.
     explicit CountingCallback(std::shared_ptr<std::atomic<uint64_t>> count)
         : mCount(std::move(count)) {}
     void onCallback(std::list<Resource> /*resources*/) override { ++*mCount; }
-
-private:
-    std::shared_ptr<std::atomic<uint64_t>> mCount;
-};
-
-class CountingPathCallback : public jorvHalclient::IClientCallbackByPath {
-public:
-    explicit CountingPathCallback(std::shared_ptr<std::atomic<uint64_t>> count)
-        : mCount(std::move(count)) {}
     void onCallback(std::vector<std::string> /*values*/,
                     std::vector<std::string> /*paths*/) override {
         ++*mCount;
@@ -124,8 +114,7 @@ struct MixedCalls::Worker {
     std::vector<int> sceneActions;
     std::vector<int> events;
     std::vector<int> listenings;
-    std::shared_ptr<jorvHalclient::IClientCallback> callback;
-    std::shared_ptr<jorvHalclient::IClientCallbackByPath> pathCallback;
+    std::shared_ptr<CountingCallback> callback;
 
     std::string ownPath() const { return "/reliability/w" + std::to_string(index); }
     std::string nextValue() { return std::to_string(++serial); }
@@ -138,12 +127,6 @@ struct MixedCalls::Op {
     Side side;
     Seen seen;
     Result (*call)(Worker&);
-};
-
-struct MixedCalls::OpCounts {
-    std::atomic<uint64_t> answered{0};
-    std::atomic<uint64_t> failed{0};
-    std::atomic<uint64_t> unexpected{0};
 };
 
 namespace {
@@ -162,6 +145,15 @@ Result giveBack(std::vector<int>& from, Release release) {
     const int handle = from.back();
     from.pop_back();
     return release(handle);
+}
+
+Result releaseRequest(Worker& w) {
+    return giveBack(w.requests, [](int h) { return byValue(jorvHalclient::jorvResCtlRelease(h)); });
+}
+
+Result releaseListening(Worker& w) {
+    return giveBack(w.listenings,
+                    [](int h) { return byValue(jorvHalclient::jorvResListeningUnRegister(h)); });
 }
 
 // Acquisitions come before their releases, and the two connections take turns.
@@ -220,12 +212,7 @@ const std::vector<Op>& ops() {
                      return done();
                  });
              }},
-            {"jorvResCtlRelease", kNs, kDrops,
-             [](Worker& w) {
-                 return giveBack(w.requests, [](int handle) {
-                     return byValue(jorvHalclient::jorvResCtlRelease(handle));
-                 });
-             }},
+            {"jorvResCtlRelease", kNs, kDrops, releaseRequest},
             {"QarEventAcquireWrapper", kEv, kDrops,
              [](Worker& w) {
                  return keep(QarEventAcquireWrapper("TRIVEX_ACTION_TOUCH_BOOST", kPackage,
@@ -241,12 +228,7 @@ const std::vector<Op>& ops() {
              [](Worker& w) {
                  return byValue(QarNotify(w.index, 2, {3, 4}));
              }},
-            {"jorvResCtlRelease", kNs, kDrops,
-             [](Worker& w) {
-                 return giveBack(w.requests, [](int handle) {
-                     return byValue(jorvHalclient::jorvResCtlRelease(handle));
-                 });
-             }},
+            {"jorvResCtlRelease", kNs, kDrops, releaseRequest},
             {"qarRuleCtl", kEv, kDrops,
              [](Worker& w) {
                  return byValue(qarRuleCtl(200 + w.index, static_cast<int32_t>(w.serial % 2),
@@ -256,9 +238,9 @@ const std::vector<Op>& ops() {
              [](Worker& w) {
                  const std::vector<std::string> paths = {
                          w.ownPath(), "/reliability/unique/" + std::to_string(uniqueNumber())};
-                 return keep(jorvHalclient::jorv_res_listening_register_by_path(paths, 0,
-                                                                                w.pathCallback),
-                             w.listenings);
+                 return keep(
+                         jorvHalclient::jorv_res_listening_register_by_path(paths, 0, w.callback),
+                         w.listenings);
              }},
             {"jorv_resctl_request_by_path", kNs, kDrops,
              [](Worker& w) {
@@ -301,29 +283,14 @@ const std::vector<Op>& ops() {
              }},
             {"QarGetFeatureStatus", kEv, kDrops,
              [](Worker&) { return byValue(QarGetFeatureStatus(1)); }},
-            {"jorvResCtlRelease", kNs, kDrops,
-             [](Worker& w) {
-                 return giveBack(w.requests, [](int handle) {
-                     return byValue(jorvHalclient::jorvResCtlRelease(handle));
-                 });
-             }},
+            {"jorvResCtlRelease", kNs, kDrops, releaseRequest},
             {"QarGetHistory", kEv, kDrops,
              [](Worker&) {
                  std::string history;
                  return byStatus(QarGetHistory(history));
              }},
-            {"jorvResListeningUnRegister", kNs, kDrops,
-             [](Worker& w) {
-                 return giveBack(w.listenings, [](int handle) {
-                     return byValue(jorvHalclient::jorvResListeningUnRegister(handle));
-                 });
-             }},
-            {"jorvResListeningUnRegister", kNs, kDrops,
-             [](Worker& w) {
-                 return giveBack(w.listenings, [](int handle) {
-                     return byValue(jorvHalclient::jorvResListeningUnRegister(handle));
-                 });
-             }},
+            {"jorvResListeningUnRegister", kNs, kDrops, releaseListening},
+            {"jorvResListeningUnRegister", kNs, kDrops, releaseListening},
             {"Qar_fetch_dataset", kEv, kDrops,
              [](Worker&) {
                  std::vector<Resource> dataset;
@@ -364,8 +331,7 @@ const std::vector<Op>& ops() {
 MixedCalls::MixedCalls(MixedCallOptions options)
     : mOptions(options),
       mCallbacks(std::make_shared<std::atomic<uint64_t>>(0)),
-      mSlots(std::make_unique<Slot[]>(static_cast<size_t>(options.threads))),
-      mCounts(std::make_unique<OpCounts[]>(ops().size())) {}
+      mSlots(std::make_unique<Slot[]>(static_cast<size_t>(options.threads))) {}
 
 MixedCalls::~MixedCalls() {
     finish();
@@ -394,7 +360,6 @@ void MixedCalls::work(int index) {
     worker.index = index;
     worker.resource = kOwnResourceBase + index;
     worker.callback = std::make_shared<CountingCallback>(mCallbacks);
-    worker.pathCallback = std::make_shared<CountingPathCallback>(mCallbacks);
     const std::vector<Op>& table = ops();
     // Workers start at different places in the table, so different calls overlap.
     size_t next = static_cast<size_t>(index) * 7;
@@ -448,15 +413,8 @@ bool MixedCalls::runOne(Worker& worker, const Op& op) {
         }
     }
 
-    OpCounts& counts = mCounts[static_cast<size_t>(&op - ops().data())];
-    if (!problem.empty()) {
-        ++counts.unexpected;
-        noteUnexpected(worker, op, problem);
-    } else if (result.outcome == Outcome::kAnswered) {
-        ++counts.answered;
-    } else {
-        ++counts.failed;
-    }
+    if (!problem.empty()) noteUnexpected(worker, op, problem);
+    ++mCounts[!problem.empty() ? 2 : result.outcome == Outcome::kAnswered ? 0 : 1];
     return true;
 }
 
@@ -494,55 +452,15 @@ int MixedCalls::tableSize() {
     return static_cast<int>(ops().size());
 }
 
-uint64_t MixedCalls::calls() const {
-    return answered() + failed() + unexpected();
-}
-
-uint64_t MixedCalls::answered() const {
-    uint64_t sum = 0;
-    for (size_t i = 0; i < ops().size(); ++i) sum += mCounts[i].answered;
-    return sum;
-}
-
-uint64_t MixedCalls::failed() const {
-    uint64_t sum = 0;
-    for (size_t i = 0; i < ops().size(); ++i) sum += mCounts[i].failed;
-    return sum;
-}
-
-uint64_t MixedCalls::unexpected() const {
-    uint64_t sum = 0;
-    for (size_t i = 0; i < ops().size(); ++i) sum += mCounts[i].unexpected;
-    return sum;
-}
-
 uint64_t MixedCalls::reconnects(Side side) const {
     return mReconnects[static_cast<int>(side)];
-}
-
-std::chrono::milliseconds MixedCalls::slowestCall() const {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-            std::chrono::nanoseconds(mSlowestNs.load()));
 }
 
 std::string MixedCalls::report() const {
     std::ostringstream out;
     out << "calls " << calls() << " (answered " << answered() << ", failed " << failed()
         << ", unexpected " << unexpected() << "), callbacks " << callbacks() << ", slowest "
-        << slowestCall().count() << " ms\n";
-    // answered/failed/unexpected per function (some appear twice in the table).
-    std::vector<std::pair<std::string, std::array<uint64_t, 3>>> byName;
-    for (size_t i = 0; i < ops().size(); ++i) {
-        auto it = std::find_if(byName.begin(), byName.end(),
-                               [&](const auto& entry) { return entry.first == ops()[i].name; });
-        if (it == byName.end()) it = byName.insert(byName.end(), {ops()[i].name, {}});
-        it->second[0] += mCounts[i].answered;
-        it->second[1] += mCounts[i].failed;
-        it->second[2] += mCounts[i].unexpected;
-    }
-    for (const auto& [name, c] : byName) {
-        out << "  " << name << ": " << c[0] << "/" << c[1] << "/" << c[2] << "\n";
-    }
+        << mSlowestNs.load() / 1000000 << " ms\n";
     std::lock_guard<std::mutex> lock(mLock);
     for (const std::string& line : mFirstUnexpected) out << "  ! " << line << "\n";
     return out.str();

@@ -52,21 +52,19 @@ public:
     void finish();
 
     // Calls made (a release with no handle to release is skipped, not counted).
-    uint64_t calls() const;
-    uint64_t answered() const;
-    uint64_t failed() const;
-    uint64_t unexpected() const;
+    uint64_t calls() const { return answered() + failed() + unexpected(); }
+    uint64_t answered() const { return mCounts[0]; }
+    uint64_t failed() const { return mCounts[1]; }
+    uint64_t unexpected() const { return mCounts[2]; }
     // Callbacks the workers' callback objects received.
     uint64_t callbacks() const { return mCallbacks->load(); }
     // With checkConnection: the calls through `side` that found its connection down.
     uint64_t reconnects(Side side) const;
-    std::chrono::milliseconds slowestCall() const;
-    // Counts per operation, the slowest call and the first unexpected results.
+    // Counts, the slowest call and the first unexpected results.
     std::string report() const;
 
     struct Worker;
     struct Op;
-    struct OpCounts;
 
 private:
     struct Slot {
@@ -83,7 +81,7 @@ private:
     const MixedCallOptions mOptions;
     std::shared_ptr<std::atomic<uint64_t>> mCallbacks;
     std::unique_ptr<Slot[]> mSlots;
-    std::unique_ptr<OpCounts[]> mCounts;
+    std::atomic<uint64_t> mCounts[3] = {};  // answered, failed, unexpected
     std::atomic<bool> mStop{false};
     std::atomic<int64_t> mSlowestNs{0};
     std::atomic<uint64_t> mReconnects[2] = {};

@@ -2,7 +2,6 @@
 
 #include <hostbinder/control.h>
 
-#include "client/support/QarHal.h"
 #include "client/support/ServiceEnv.h"
 
 namespace qarrel {
@@ -51,8 +50,7 @@ InProcessSim::InProcessSim(const jorvsim::Options& options)
       mSimulator(std::make_unique<jorvsim::Simulator>(options, mDiscard, mDiscard, [] {})) {}
 
 InProcessSim::~InProcessSim() {
-    qartest::resetJorvHal();
-    qartest::resetQarHal();
+    qartest::resetConnections();
     mSimulator.reset();
     if (mDiscard != nullptr) std::fclose(mDiscard);
 }

@@ -9,8 +9,8 @@
 
 #include "Options.h"
 #include "Simulator.h"
-#include "client/support/FakeJorv.h"
 #include "jorvsim/support/SimProcess.h"
+#include "support/FakeJorv.h"
 
 namespace qarrel {
 

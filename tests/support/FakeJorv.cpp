@@ -1,5 +1,7 @@
 #include "FakeJorv.h"
 
+#include <utility>
+
 namespace qartest {
 namespace {
 
@@ -43,6 +45,11 @@ void FakeJorv::holdCalls(bool hold, const std::string& op) {
     mCond.notify_all();
 }
 
+void FakeJorv::setRecording(bool recording) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecording = recording;
+}
+
 void FakeJorv::setDelay(std::chrono::milliseconds delay) {
     std::lock_guard<std::mutex> lock(mMutex);
     mDelay = delay;
@@ -54,6 +61,17 @@ void FakeJorv::failEvery(int n, Answer failure) {
     mFailEvery = n;
     mFailCount = 0;
     mFailure = std::move(failure);
+}
+
+void FakeJorv::setScript(Script script) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mScript = std::move(script);
+    mAnswered.clear();
+}
+
+std::vector<Call> FakeJorv::takeAnswered() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return std::exchange(mAnswered, {});
 }
 
 std::vector<Call> FakeJorv::calls() const {
@@ -103,12 +121,14 @@ void FakeJorv::dropCallbacks() {
 
 Answer FakeJorv::record(Call call) {
     std::unique_lock<std::mutex> lock(mMutex);
-    if (call.callback != nullptr) mCallbacks.push_back(call.callback);
-    if (call.parcel.has_value() && call.parcel->callback != nullptr) {
-        mCallbacks.push_back(call.parcel->callback);
+    if (mRecording && call.anyCallback() != nullptr) mCallbacks.push_back(call.anyCallback());
+    if (mScript) {
+        Answer scripted = mScript(call);
+        lock.unlock();
+        return answerScripted(std::move(call), std::move(scripted));
     }
     const std::string op = call.op;
-    mCalls.push_back(std::move(call));
+    if (mRecording) mCalls.push_back(std::move(call));
     mCond.notify_all();
     mCond.wait(lock, [&] { return !mHold || (!mHeldOp.empty() && mHeldOp != op); });
     // The slow service's own latency; setDelay(0) cuts it short.
@@ -125,21 +145,34 @@ Answer FakeJorv::record(Call call) {
     return fallback != mDefaults.end() ? fallback->second : Answer::ok(1);
 }
 
+Answer FakeJorv::answerScripted(Call call, Answer answer) {
+    // Outside the lock: the callback is a call into the client's process.
+    const std::shared_ptr<IJorvCallback> callback = call.anyCallback();
+    if (answer.callBack.has_value() &&
+        (callback == nullptr || !callback->onCallback(*answer.callBack).isOk())) {
+        answer.callBack.reset();
+    }
+    call.answer = answer;
+    std::lock_guard<std::mutex> lock(mMutex);
+    mAnswered.push_back(std::move(call));
+    return answer;
+}
+
 ::ndk::ScopedAStatus FakeJorv::init() {
-    return toStatus(record(Call{"init", {}, {}, {}, {}, {}}));
+    return toStatus(record(Call{"init", {}, {}, {}, {}, {}, {}}));
 }
 
 ::ndk::ScopedAStatus FakeJorv::request(const JorvRequestParcel& parcel, int32_t* out) {
-    return answerInt(record(Call{"request", parcel, {}, {}, {}, {}}), out);
+    return answerInt(record(Call{"request", parcel, {}, {}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::release(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"release", {}, {handle}, {}, {}, {}}), out);
+    return answerInt(record(Call{"release", {}, {handle}, {}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::stateRequest(const JorvRequestParcel& parcel,
                                             std::vector<JorvRequestData>* out) {
-    Answer answer = record(Call{"stateRequest", parcel, {}, {}, {}, {}});
+    Answer answer = record(Call{"stateRequest", parcel, {}, {}, {}, {}, {}});
     if (answer.data.has_value()) *out = *answer.data;
     return toStatus(answer);
 }
@@ -147,49 +180,49 @@ Answer FakeJorv::record(Call call) {
 ::ndk::ScopedAStatus FakeJorv::listeningRegister(const JorvRequestParcel& parcel,
                                                  const std::shared_ptr<IJorvCallback>& callback,
                                                  int32_t* out) {
-    return answerInt(record(Call{"listeningRegister", parcel, {}, {}, {}, callback}), out);
+    return answerInt(record(Call{"listeningRegister", parcel, {}, {}, {}, callback, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::listeningUnregister(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"listeningUnregister", {}, {handle}, {}, {}, {}}), out);
+    return answerInt(record(Call{"listeningUnregister", {}, {handle}, {}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::propertyGet(const std::string& name, std::string* out) {
-    Answer answer = record(Call{"propertyGet", {}, {}, {name}, {}, {}});
+    Answer answer = record(Call{"propertyGet", {}, {}, {name}, {}, {}, {}});
     if (answer.text.has_value()) *out = *answer.text;
     return toStatus(answer);
 }
 
 ::ndk::ScopedAStatus FakeJorv::propertySet(const std::string& name, const std::string& value,
                                            int32_t* out) {
-    return answerInt(record(Call{"propertySet", {}, {}, {name, value}, {}, {}}), out);
+    return answerInt(record(Call{"propertySet", {}, {}, {name, value}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::thermalListeningRegister(
         const std::vector<int32_t>& ids, const std::shared_ptr<IJorvCallback>& callback,
         int32_t* out) {
-    return answerInt(record(Call{"thermalListeningRegister", {}, ids, {}, {}, callback}), out);
+    return answerInt(record(Call{"thermalListeningRegister", {}, ids, {}, {}, callback, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::thermalListeningUnregister(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"thermalListeningUnregister", {}, {handle}, {}, {}, {}}), out);
+    return answerInt(record(Call{"thermalListeningUnregister", {}, {handle}, {}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::reserved10() {
-    return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}}));
+    return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}, {}}));
 }
 
 ::ndk::ScopedAStatus FakeJorv::setRelatedSysInfo(int32_t a, const std::string& info, int32_t* out) {
-    return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}}), out);
+    return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::ruleCtl(int32_t ruleId, int32_t status,
                                        const std::vector<JorvRequestData>& data, int32_t* out) {
-    return answerInt(record(Call{"ruleCtl", {}, {ruleId, status}, {}, data, {}}), out);
+    return answerInt(record(Call{"ruleCtl", {}, {ruleId, status}, {}, data, {}, {}}), out);
 }
 
 ::ndk::ScopedAStatus FakeJorv::requestOneWay(const JorvRequestParcel& parcel) {
-    return toStatus(record(Call{"requestOneWay", parcel, {}, {}, {}, {}}));
+    return toStatus(record(Call{"requestOneWay", parcel, {}, {}, {}, {}, {}}));
 }
 
 }  // namespace qartest

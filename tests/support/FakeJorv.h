@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -28,17 +29,25 @@ struct Answer {
     std::optional<int32_t> out;  // the integer out-value, if the op has one
     std::optional<std::vector<JorvRequestData>> data;  // stateRequest's answers
     std::optional<std::string> text;                   // propertyGet's value
+    // Records the fake calls the call's callback with before it answers, as a service reports a
+    // request's outcome ahead of its handle.
+    std::optional<std::vector<JorvRequestData>> callBack;
 
-    static Answer ok(int32_t value) { return Answer{Kind::kOk, 0, value, {}, {}}; }
+    bool isOk() const { return kind == Kind::kOk; }
+    static Answer ok(int32_t value) { return Answer{Kind::kOk, 0, value, {}, {}, {}}; }
     static Answer okData(std::vector<JorvRequestData> data) {
-        return Answer{Kind::kOk, 0, {}, std::move(data), {}};
+        return Answer{Kind::kOk, 0, {}, std::move(data), {}, {}};
     }
-    static Answer okText(std::string text) { return Answer{Kind::kOk, 0, {}, {}, std::move(text)}; }
-    static Answer exception(int32_t ex) { return Answer{Kind::kException, ex, {}, {}, {}}; }
+    static Answer okText(std::string text) {
+        return Answer{Kind::kOk, 0, {}, {}, std::move(text), {}};
+    }
+    static Answer exception(int32_t ex) { return Answer{Kind::kException, ex, {}, {}, {}, {}}; }
     static Answer serviceSpecific(int32_t err) {
-        return Answer{Kind::kServiceSpecific, err, {}, {}, {}};
+        return Answer{Kind::kServiceSpecific, err, {}, {}, {}, {}};
     }
-    static Answer transport(int32_t status) { return Answer{Kind::kTransport, status, {}, {}, {}}; }
+    static Answer transport(int32_t status) {
+        return Answer{Kind::kTransport, status, {}, {}, {}, {}};
+    }
 };
 
 // One call as the fake received it.
@@ -49,17 +58,33 @@ struct Call {
     std::vector<std::string> strings;         // string arguments, in order
     std::vector<JorvRequestData> data;        // ruleCtl's list
     std::shared_ptr<IJorvCallback> callback;  // the callback argument, if any
+    Answer answer;  // what the fake answered (kept only while a script runs)
+
+    // The callback the call carried, as an argument or in its parcel.
+    std::shared_ptr<IJorvCallback> anyCallback() const {
+        return callback != nullptr ? callback : parcel.has_value() ? parcel->callback : nullptr;
+    }
 };
 
 // A recording, scriptable service. Each operation answers with the next queued answer for it, else
-// with its default (ok, out-value 1 unless set otherwise). Thread-safe.
+// with its default (ok, out-value 1 unless set otherwise), unless a script answers. Thread-safe.
 class FakeJorv : public BnJorv {
 public:
+    // Picks the answer of every call in place of the queues and defaults (a fuzzer reads them
+    // from its input); runs under the fake's lock. An empty script restores the queues.
+    using Script = std::function<Answer(const Call&)>;
+    void setScript(Script script);
+    // The calls answered under the script since the last take, in order, with their answers;
+    // a callback the script named but that failed is cleared from the answer.
+    std::vector<Call> takeAnswered();
+
     void setDefault(const std::string& op, Answer answer);
     void enqueue(const std::string& op, Answer answer);
     // Holds calls (every call, or only those of `op`) until holdCalls(false), to test callers in
     // flight; off by default.
     void holdCalls(bool hold, const std::string& op = "");
+    // Off: keeps neither the calls nor their callbacks, for a benchmark's millions of calls.
+    void setRecording(bool recording);
     // Answers every call `delay` late, as a slow service does; zero (the default) answers at once.
     void setDelay(std::chrono::milliseconds delay);
     // Answers every `n`th call (over all operations, counted from now) with `failure` instead of
@@ -104,6 +129,8 @@ public:
 private:
     // Records the call, waits while calls are held, and picks the answer.
     Answer record(Call call);
+    // Calls the callback back when the answer says so, and keeps the call while a script runs.
+    Answer answerScripted(Call call, Answer answer);
 
     mutable std::mutex mMutex;
     mutable std::condition_variable mCond;
@@ -111,12 +138,15 @@ private:
     std::map<std::string, std::deque<Answer>> mQueued;
     std::map<std::string, Answer> mDefaults;
     std::vector<std::shared_ptr<IJorvCallback>> mCallbacks;
+    bool mRecording = true;
     bool mHold = false;
     std::string mHeldOp;  // empty: every op
     std::chrono::milliseconds mDelay{0};
     int mFailEvery = 0;
     uint64_t mFailCount = 0;
     Answer mFailure;
+    Script mScript;
+    std::vector<Call> mAnswered;
 };
 
 }  // namespace qartest
