@@ -25,8 +25,8 @@ std::string describe(const ActiveRequest& request) {
                        " type=" + requestTypeName(request.type) +
                        " pid=" + std::to_string(request.pid);
     if (request.command.has_value()) text += " cmd=" + formatId(*request.command);
-    if (request.package.has_value()) text += " pkg=" + quote(*request.package);
-    if (request.identity.has_value()) text += " identity=" + quote(*request.identity);
+    if (request.package.has_value()) text += " pkg=" + quotedText(*request.package);
+    if (request.identity.has_value()) text += " identity=" + quotedText(*request.identity);
     return text;
 }
 
@@ -382,8 +382,8 @@ Status Model::propertySet(const std::string& name, const std::string& value, pid
     *result = -1;
     if (name.empty()) return Status::error(EX_ILLEGAL_ARGUMENT, "empty property name");
     if (mProperties.set(name, value)) *result = 0;
-    recordLocked("property " + quote(name) + "=" + quote(value) + " pid=" + std::to_string(pid) +
-                 (*result == 0 ? "" : " (refused: value too long)"));
+    recordLocked("property " + quotedText(name) + "=" + quotedText(value) + " pid=" +
+                 std::to_string(pid) + (*result == 0 ? "" : " (refused: value too long)"));
     return {};
 }
 
@@ -393,7 +393,7 @@ Status Model::setRelatedSysInfo(int32_t a, const std::string& info, pid_t pid, i
     expireDueLocked(effects);
     mRelatedSysInfo[a] = info;
     *result = 0;
-    recordLocked("related-sys-info " + std::to_string(a) + "=" + quote(info) +
+    recordLocked("related-sys-info " + std::to_string(a) + "=" + quotedText(info) +
                  " pid=" + std::to_string(pid));
     return {};
 }

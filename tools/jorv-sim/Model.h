@@ -29,19 +29,17 @@ namespace jorvsim {
 
 // Diagnostic command codes (the id of a diagnostic request's only record).
 namespace DiagnosticCode {
-enum : int32_t {
-    kToDoQueue = 0,
-    kRunMap = 1,
-    kActiveResources = 2,
-    kResourceRequests = 3,
-    kResourceInfo = 4,
-    kSceneActions = 5,
-    kPidList = 6,
-    kPidMonitorMap = 7,
-    kRecordList = 8,
-    kHistoryOn = 10,
-    kHistoryOff = 11,
-};
+inline constexpr int32_t kToDoQueue = 0;
+inline constexpr int32_t kRunMap = 1;
+inline constexpr int32_t kActiveResources = 2;
+inline constexpr int32_t kResourceRequests = 3;
+inline constexpr int32_t kResourceInfo = 4;
+inline constexpr int32_t kSceneActions = 5;
+inline constexpr int32_t kPidList = 6;
+inline constexpr int32_t kPidMonitorMap = 7;
+inline constexpr int32_t kRecordList = 8;
+inline constexpr int32_t kHistoryOn = 10;
+inline constexpr int32_t kHistoryOff = 11;
 }  // namespace DiagnosticCode
 
 struct ModelOptions {

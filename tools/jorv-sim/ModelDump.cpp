@@ -35,8 +35,8 @@ std::vector<std::string> Model::dumpLocked(int32_t code) const {
         std::string line = "  handle " + std::to_string(r.handle) + " " + requestTypeName(r.type) +
                            " pid=" + std::to_string(r.pid);
         if (r.command.has_value()) line += " cmd=" + formatId(*r.command);
-        if (r.package.has_value()) line += " pkg=" + quote(*r.package);
-        if (r.identity.has_value()) line += " identity=" + quote(*r.identity);
+        if (r.package.has_value()) line += " pkg=" + quotedText(*r.package);
+        if (r.identity.has_value()) line += " identity=" + quotedText(*r.identity);
         line += " age=" + formatSeconds(now - r.start) + "s";
         line += r.expiry.has_value() ? " left=" + formatSeconds(*r.expiry - now) + "s"
                                      : std::string(" until-released");
@@ -67,8 +67,8 @@ std::vector<std::string> Model::dumpLocked(int32_t code) const {
             const auto entries = mValues.effective();
             lines.push_back("active resources: " + std::to_string(entries.size()));
             for (const auto& entry : entries) {
-                lines.push_back("  " + entry.key.toString() + " = " + quote(entry.value) + " (" +
-                                entry.owner.toString() + ")");
+                lines.push_back("  " + entry.key.toString() + " = " + quotedText(entry.value) +
+                                " (" + entry.owner.toString() + ")");
             }
             break;
         }
@@ -79,7 +79,7 @@ std::vector<std::string> Model::dumpLocked(int32_t code) const {
             for (const auto& [key, list] : settings) {
                 std::string line = "  " + key.toString() + ":";
                 for (const auto& setting : list) {
-                    line += " " + setting.owner.toString() + "=" + quote(setting.value);
+                    line += " " + setting.owner.toString() + "=" + quotedText(setting.value);
                 }
                 lines.push_back(line);
             }
@@ -98,7 +98,7 @@ std::vector<std::string> Model::dumpLocked(int32_t code) const {
                                 " pid=" + std::to_string(l.pid) + " ids=" + formatInts(l.ids));
             }
             for (const auto& [id, level] : mThermal.levels()) {
-                lines.push_back("  thermal level " + formatId(id) + " = " + quote(level));
+                lines.push_back("  thermal level " + formatId(id) + " = " + quotedText(level));
             }
             for (const auto& [id, rule] : mRules.all()) {
                 lines.push_back("  rule " + std::to_string(id) + (rule.on() ? " on" : " off") +
@@ -106,10 +106,11 @@ std::vector<std::string> Model::dumpLocked(int32_t code) const {
                                 " data=" + formatRecords(rule.data));
             }
             for (const auto& [name, value] : mProperties.all()) {
-                lines.push_back("  property " + quote(name) + " = " + quote(value));
+                lines.push_back("  property " + quotedText(name) + " = " + quotedText(value));
             }
             for (const auto& [a, info] : mRelatedSysInfo) {
-                lines.push_back("  related-sys-info " + std::to_string(a) + " = " + quote(info));
+                lines.push_back("  related-sys-info " + std::to_string(a) + " = " +
+                                quotedText(info));
             }
             break;
         case DiagnosticCode::kSceneActions: {

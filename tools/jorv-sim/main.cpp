@@ -1,5 +1,6 @@
 // jorv-sim: the reference IJorv service for the host. Parses the command line, runs the service
 // until SIGTERM, SIGINT or the end that --exit-after sets, and stops it cleanly.
+#include <android-base/unique_fd.h>
 #include <android/binder_process.h>
 #include <errno.h>
 #include <hostbinder/control.h>
@@ -19,11 +20,10 @@
 
 #include "Options.h"
 #include "Simulator.h"
-#include "UniqueFd.h"
 
 namespace {
 
-using jorvsim::UniqueFd;
+using android::base::unique_fd;
 
 // After the last call that --exit-after allows, the runtime still has to send its reply once our
 // code has returned; there is no hook for that moment, so the exit waits this long after the call.
@@ -74,8 +74,8 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
     if (options.dieWithParent) prctl(PR_SET_PDEATHSIG, SIGTERM);
 
-    UniqueFd signals(signalfd(-1, &stopSignals, SFD_CLOEXEC));
-    UniqueFd exitDue(eventfd(0, EFD_CLOEXEC));
+    unique_fd signals(signalfd(-1, &stopSignals, SFD_CLOEXEC));
+    unique_fd exitDue(eventfd(0, EFD_CLOEXEC));
     if (!signals.ok() || !exitDue.ok()) {
         std::perror("jorv-sim: signalfd/eventfd");
         return 1;
@@ -105,7 +105,7 @@ int main(int argc, char** argv) {
         std::this_thread::sleep_for(kReplyGrace);
     }
     const bool clean = simulator.stop();
-    if (!simulator.writeTrace(&error)) simulator.transcript().log(error);
+    if (!simulator.finishTrace(&error)) simulator.transcript().log(error);
     simulator.transcript().exit(clean ? 0 : 1, reason);
     if (!clean) {
         // A call still uses the service's state; leave without destroying it.
