@@ -127,7 +127,7 @@ TEST(FaultsTest, ExitAfterMarksTheLastCallAndRefusesLaterOnes) {
 }
 
 TEST(FormatTest, EveryRenderingStaysOnOneLine) {
-    EXPECT_EQ(jorvsim::quote("a\"b\\c\nd\te\x01\xff"), R"("a\"b\\c\nd\te\x01\xff")");
+    EXPECT_EQ(jorvsim::quotedText("a\"b\\c\nd\te\x01\xff"), R"("a\"b\\c\nd\te\x01\xff")");
     EXPECT_EQ(jorvsim::formatId(12), "12");
     EXPECT_EQ(jorvsim::formatId(-1), "-1");
     EXPECT_EQ(jorvsim::formatId(0x40800000), "0x40800000");

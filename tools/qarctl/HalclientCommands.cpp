@@ -9,6 +9,7 @@
 
 #include "Command.h"
 #include "JorvHalclient.h"
+#include "JorvParcelMarker.h"
 #include "Waiting.h"
 
 namespace qarctl {
@@ -131,7 +132,7 @@ int listenUntilDone(Context& ctx, const std::function<int()>& listen, EventCount
             continue;
         }
         const int result = jorvHalclient::jorvResListeningUnRegister(handle);
-        ctx.out.result("jorvResListeningUnRegister", result, Fields().add("handle", handle));
+        ctx.out.result("jorvResListeningUnRegister", result, Fields().addId("handle", handle));
         return count > 0 && !reached ? 1 : 0;
     }
 }
@@ -144,13 +145,13 @@ int sendRequest(Context& ctx, const Args& args, const char* name, const char* ca
                 const std::function<int(const std::shared_ptr<Callback>&)>& send) {
     if (!args.flag("wait-callback")) {
         const int handle = send(nullptr);
-        ctx.out.result(name, handle);
+        ctx.out.idResult(name, handle);
         return statusOf(handle);
     }
     EventCounter counter;
     auto callback = std::make_shared<Callback>(ctx.out, counter);
     const int handle = send(callback);
-    ctx.out.result(callbackName, handle);
+    ctx.out.idResult(callbackName, handle);
     return awaitAnswer(ctx, handle, counter, args);
 }
 
@@ -255,7 +256,7 @@ Command listenCommand() {
                             static_cast<int>(
                                     args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
                             callback);
-                    ctx.out.result("jorvResListeningRegister", handle);
+                    ctx.out.idResult("jorvResListeningRegister", handle);
                     return handle;
                 };
                 return listenUntilDone(ctx, listen, counter, args);
@@ -312,7 +313,7 @@ Command thermalListenCommand() {
                 for (;;) {
                     auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
                     handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
-                    ctx.out.result("jorvThermalListeningRegister", handle);
+                    ctx.out.idResult("jorvThermalListeningRegister", handle);
                     if (handle < 0) return 1;
                     reached = counter.waitFor(
                             count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
@@ -425,11 +426,11 @@ Command pathListenCommand() {
                     if (args.flag("map")) {
                         handle = jorvHalclient::jorv_res_listening_register_map_by_path(
                                 request, param5, callback);
-                        ctx.out.result("jorv_res_listening_register_map_by_path", handle);
+                        ctx.out.idResult("jorv_res_listening_register_map_by_path", handle);
                     } else {
                         handle = jorvHalclient::jorv_res_listening_register_by_path(paths, param5,
                                                                                     callback);
-                        ctx.out.result("jorv_res_listening_register_by_path", handle);
+                        ctx.out.idResult("jorv_res_listening_register_by_path", handle);
                     }
                     return handle;
                 };
@@ -531,6 +532,28 @@ Command initCommand() {
             }};
 }
 
+Command zdbdebugCommand() {
+    return {"zdbdebug-mark",
+            "[PATH...]",
+            "tag a request parcel holding PATHs for debug handling and print its paths "
+            "(jorv_add_zdbdebug_for_request_parcel; sends nothing)",
+            {},
+            {},
+            [](Context& ctx, const Args& args) {
+                ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel parcel;
+                parcel.paths.emplace(args.positional().begin(), args.positional().end());
+                jorvHalclient::jorv_add_zdbdebug_for_request_parcel(parcel);
+                std::vector<std::string> paths;
+                for (const auto& path :
+                     parcel.paths.value_or(decltype(parcel.paths)::value_type())) {
+                    paths.push_back(path.value_or(""));
+                }
+                ctx.out.voidResult("jorv_add_zdbdebug_for_request_parcel",
+                                   Fields().add("paths", paths));
+                return 0;
+            }};
+}
+
 }  // namespace
 
 std::vector<Command> halclientCommands() {
@@ -542,7 +565,7 @@ std::vector<Command> halclientCommands() {
             pathRequestCommand(),   pathStateCommand(),
             pathListenCommand(),    dumpCommand(),
             historyRecordCommand(), propGetCommand(),
-            propSetCommand()};
+            propSetCommand(),       zdbdebugCommand()};
 }
 
 }  // namespace qarctl
