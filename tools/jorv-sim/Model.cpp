@@ -104,6 +104,29 @@ Status Model::acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
             startLocked(parcel, pid, data.front().id, DataList(data.begin() + 1, data.end()),
                         wantedHandle, handle, effects);
             return {};
+        case RequestType::kDiagnostic:
+        case RequestType::kThermal:
+        case RequestType::kNotification:
+            return momentaryLocked(parcel, pid, handle, effects);
+        case RequestType::kState:
+        case RequestType::kHistory:
+        case RequestType::kPowerMode:
+        case RequestType::kPowerConsumption:
+        case RequestType::kDataSet:
+        case RequestType::kFeatureStatus:
+            return Status::error(EX_ILLEGAL_ARGUMENT, "requestType " + std::to_string(type) +
+                                                              " is a query; send it with "
+                                                              "stateRequest");
+        default:
+            return Status::error(EX_ILLEGAL_ARGUMENT,
+                                 "unknown requestType " + std::to_string(type));
+    }
+}
+
+Status Model::momentaryLocked(const JorvRequestParcel& parcel, pid_t pid, int32_t* handle,
+                              Effects* effects) {
+    const DataList& data = parcel.dataList;
+    switch (parcel.requestType) {
         case RequestType::kDiagnostic: {
             if (data.empty()) {
                 return Status::error(EX_ILLEGAL_ARGUMENT,
@@ -131,18 +154,6 @@ Status Model::acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
             if (mTrace != nullptr) mTrace->instant(pid, "notification", formatRecords(data));
             recordLocked("notify pid=" + std::to_string(pid) + " data=" + formatRecords(data));
             break;
-        case RequestType::kState:
-        case RequestType::kHistory:
-        case RequestType::kPowerMode:
-        case RequestType::kPowerConsumption:
-        case RequestType::kDataSet:
-        case RequestType::kFeatureStatus:
-            return Status::error(EX_ILLEGAL_ARGUMENT, "requestType " + std::to_string(type) +
-                                                              " is a query; send it with "
-                                                              "stateRequest");
-        default:
-            return Status::error(EX_ILLEGAL_ARGUMENT,
-                                 "unknown requestType " + std::to_string(type));
     }
     // Requests that leave nothing active still answer a callback once, with nothing to report.
     if (parcel.callback != nullptr) {

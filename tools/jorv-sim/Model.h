@@ -107,6 +107,9 @@ private:
     Status acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
                         std::optional<int32_t> wantedHandle, int32_t* handle, Effects* effects)
             REQUIRES(mLock);
+    // Carries out a request that leaves nothing active (diagnostic, thermal, notification).
+    Status momentaryLocked(const JorvRequestParcel& parcel, pid_t pid, int32_t* handle,
+                           Effects* effects) REQUIRES(mLock);
     // Starts a request that stays active (resource, scene action, event, platform).
     void startLocked(const JorvRequestParcel& parcel, pid_t pid, std::optional<int32_t> command,
                      DataList resources, std::optional<int32_t> wantedHandle, int32_t* handle,
@@ -116,6 +119,15 @@ private:
     void notifyLocked(const std::vector<Change>& changes, Effects* effects) REQUIRES(mLock);
     void recordLocked(std::string text) REQUIRES(mLock);
     std::vector<std::string> dumpLocked(int32_t code) const REQUIRES(mLock);
+    // One table each (ModelDump.cpp).
+    std::vector<std::string> dumpToDoQueueLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpRunMapLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpActiveLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpSettingsLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpResourceInfoLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpSceneActionsLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpPidsLocked(bool counts) const REQUIRES(mLock);
+    std::vector<std::string> dumpRecordsLocked() const REQUIRES(mLock);
 
     const Clock& mClock;
     const TimePoint mOrigin;
