@@ -5,6 +5,7 @@
 #include "Format.h"
 #include "Options.h"
 #include "support/Records.h"
+#include "support/StrictJson.h"
 
 namespace jorvsimtest {
 namespace {
@@ -124,6 +125,33 @@ TEST(FaultsTest, ExitAfterMarksTheLastCallAndRefusesLaterOnes) {
     const auto third = faults.admit("request");
     EXPECT_EQ(third.action, Action::kRefuse);
     EXPECT_EQ(third.code, STATUS_DEAD_OBJECT);
+}
+
+// Any bytes at all become a JSON string that a strict UTF-8 and JSON reader accepts and that
+// gives the same bytes back: nothing dropped, nothing confused with a real character.
+TEST(FormatTest, JsonStringsAreStrictUtf8AndLossless) {
+    std::vector<std::string> cases;
+    for (int byte = 0; byte < 256; ++byte) cases.emplace_back(1, static_cast<char>(byte));
+    for (const char* more : {
+                 "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf",  // valid
+                 "\xc0\xaf", "\xc1\xbf", "\xe0\x80\xaf", "\xf0\x80\x80\xaf",         // overlong
+                 "\xed\xa0\x80", "\xed\xb3\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80",  // no
+                 "\xc3", "\xe2\x82", "\xf0\x9f\x98", "a\xe2\x82z", "\xe2\x82\xe2\x82\xac",   // cut
+                 "\xef\xbf\xbd", "\"\\\n\r\t\x7f/", "\x80\xbf\xfe\xff",
+         }) {
+        cases.emplace_back(more);
+    }
+    std::string lines;
+    for (const std::string& text : cases) lines += "{\"s\":" + jorvsim::jsonString(text) + "}\n";
+    std::string error;
+    const auto objects = readStrictJsonLines(lines, &error);
+    ASSERT_TRUE(objects.has_value()) << error;
+    ASSERT_EQ(objects->size(), cases.size());
+    for (size_t i = 0; i < cases.size(); ++i) {
+        EXPECT_EQ(objects->at(i).at("s"), cases[i]) << jorvsim::jsonString(cases[i]);
+    }
+    // Well-formed text is kept as it is; an invalid byte is a lone low surrogate.
+    EXPECT_EQ(jorvsim::jsonString("\xc3\xa9\xff\x01"), "\"\xc3\xa9\\udcff\\u0001\"");
 }
 
 TEST(FormatTest, EveryRenderingStaysOnOneLine) {

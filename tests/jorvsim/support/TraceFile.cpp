@@ -1,11 +1,9 @@
 #include "support/TraceFile.h"
 
-#include <stdio.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <sstream>
+
+#include "support/StrictJson.h"
 
 namespace jorvsimtest {
 namespace {
@@ -19,7 +17,8 @@ def no_duplicates(pairs):
     keys = [k for k, _ in pairs]
     if len(keys) != len(set(keys)): raise ValueError("duplicate key in " + repr(keys))
     return dict(pairs)
-text = open(sys.argv[1], encoding="utf-8").read()
+sys.stdout.reconfigure(errors="surrogateescape")
+text = open(sys.argv[1], "rb").read().decode("utf-8", "strict")
 doc = json.loads(text, parse_constant=no_constant, object_pairs_hook=no_duplicates)
 events = doc["traceEvents"]
 assert isinstance(events, list), "traceEvents is not an array"
@@ -102,39 +101,22 @@ std::optional<std::string> TraceFile::processName(int64_t pid) const {
 }
 
 std::optional<TraceFile> readTraceFile(const std::string& path, std::string* error) {
-    const std::string command =
-            "timeout 60 python3 -c '" + std::string(kChecker) + "' " + path + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        *error = "cannot run python3";
-        return std::nullopt;
-    }
-    std::string output;
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) output.append(buffer, n);
-    const int status = pclose(pipe);
-    const std::vector<std::string> lines = split(output, '\n');
-    TraceFile file;
-    bool ok = status == 0 && lines.size() >= 2 && lines[lines.size() - 2] == "ok";
-    for (size_t i = 0; ok && i + 2 < lines.size(); ++i) ok = parseLine(lines[i], &file);
-    if (!ok) {
-        *error = "not a valid trace: " + output;
-        return std::nullopt;
-    }
-    return file;
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return readTraceText(text.str(), error);
 }
 
 std::optional<TraceFile> readTraceText(const std::string& text, std::string* error) {
-    char path[] = "/tmp/jorvsim-trace-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
-        *error = "cannot make a temporary file";
+    const std::optional<std::string> output = runPythonOn(kChecker, text, error);
+    const std::vector<std::string> lines = split(output.value_or(""), '\n');
+    TraceFile file;
+    bool ok = output.has_value() && lines.size() >= 2 && lines[lines.size() - 2] == "ok";
+    for (size_t i = 0; ok && i + 2 < lines.size(); ++i) ok = parseLine(lines[i], &file);
+    if (!ok) {
+        *error = "not a valid trace: " + output.value_or(*error);
         return std::nullopt;
     }
-    close(fd);
-    std::ofstream(path) << text;
-    std::optional<TraceFile> file = readTraceFile(path, error);
-    unlink(path);
     return file;
 }
 
