@@ -4,9 +4,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "CallbackDispatcher.h"

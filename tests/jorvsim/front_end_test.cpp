@@ -133,11 +133,26 @@ TEST(FormatTest, JsonStringsAreStrictUtf8AndLossless) {
     std::vector<std::string> cases;
     for (int byte = 0; byte < 256; ++byte) cases.emplace_back(1, static_cast<char>(byte));
     for (const char* more : {
-                 "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf",  // valid
-                 "\xc0\xaf", "\xc1\xbf", "\xe0\x80\xaf", "\xf0\x80\x80\xaf",         // overlong
-                 "\xed\xa0\x80", "\xed\xb3\xbf", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80",  // no
-                 "\xc3", "\xe2\x82", "\xf0\x9f\x98", "a\xe2\x82z", "\xe2\x82\xe2\x82\xac",   // cut
-                 "\xef\xbf\xbd", "\"\\\n\r\t\x7f/", "\x80\xbf\xfe\xff",
+                 "\xc3\xa9",
+                 "\xe2\x82\xac",
+                 "\xf0\x9f\x98\x80",
+                 "\xf4\x8f\xbf\xbf",  // valid
+                 "\xc0\xaf",
+                 "\xc1\xbf",
+                 "\xe0\x80\xaf",
+                 "\xf0\x80\x80\xaf",  // overlong
+                 "\xed\xa0\x80",
+                 "\xed\xb3\xbf",
+                 "\xf4\x90\x80\x80",
+                 "\xf5\x80\x80\x80",  // no
+                 "\xc3",
+                 "\xe2\x82",
+                 "\xf0\x9f\x98",
+                 "a\xe2\x82z",
+                 "\xe2\x82\xe2\x82\xac",  // cut
+                 "\xef\xbf\xbd",
+                 "\"\\\n\r\t\x7f/",
+                 "\x80\xbf\xfe\xff",
          }) {
         cases.emplace_back(more);
     }

@@ -127,8 +127,7 @@ TEST(TraceTest, KeepsAtMostItsCapacityAndSaysHowManyWereDropped) {
     const std::optional<TraceFile> file = readTraceText(trace.json(), &error);
     ASSERT_TRUE(file.has_value()) << error;
     EXPECT_EQ(file->named("i", "tick").size(), 2u);
-    EXPECT_EQ(file->named("i", "tick")[0].args.at("detail"),
-              "quote \" backslash \\ byte \x01\xff");
+    EXPECT_EQ(file->named("i", "tick")[0].args.at("detail"), "quote \" backslash \\ byte \x01\xff");
     EXPECT_EQ(file->named("X", "still open").size(), 1u);
     EXPECT_EQ(file->otherData.at("capacity"), "2");
     EXPECT_EQ(file->otherData.at("dropped"), "3");
@@ -153,9 +152,9 @@ protected:
     }
     int32_t listen(const std::shared_ptr<RecordingCallback>& listener) {
         int32_t listening = -1;
-        EXPECT_TRUE(service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), listener,
-                                               &listening)
-                            .isOk());
+        EXPECT_TRUE(
+                service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), listener, &listening)
+                        .isOk());
         return listening;
     }
     int32_t request(const char* value) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/SimProcess.h"
+#include "support/StrictJson.h"
 #include "support/sanitizers.h"
 
 namespace {
@@ -60,7 +61,6 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
             {{"res-acquire", "0x40800000=5", "--timeout", "60000"}, 0, R"("call":"QarResAcquire")"},
             {{"request", "0x40800100=7"}, 0, R"("call":"jorvResCtlRequest")"},
             {{"res-state", "0x40800100"}, 0, R"("resources":[{"id":1082130688,"value":"7"}])"},
-            {{"qar-state", "0x40800100"}, 0, R"("value":"7")"},
             {{"multi-state", "0x40800100"},
              0,
              R"("result":1,"resources":[{"id":1082130688,"value":"7"}])"},
@@ -71,15 +71,23 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
             {{"notify", "9000", "1", "0", "1,2"}, 0, R"("call":"QarNotifyWapper","result":0)"},
             {{"rule", "5", "on", "0x40=1"}, 0, R"("call":"qarRuleCtl")"},
             {{"sys-info", "1", "screen-on"}, 0, R"("call":"setRelatedSysInfo")"},
-            {{"prop-set", "vendor.k", "v1"}, 0, R"("call":"jorvPropertySet","result":0)"},
-            {{"prop-get", "vendor.k"}, 0, R"("value":"v1")"},
+            {{"prop-set", "vendor.k", "v\xc3\xa9\x01\""},
+             0,
+             R"("call":"jorvPropertySet","result":0)"},
+            {{"prop-get", "vendor.k"}, 0, "\"value\":\"v\xc3\xa9\\u0001\\\"\""},
             {{"dump", "res-info"}, 0, R"("call":"jorvDumpResInfo","result":0)"},
             {{"history-record", "on"}, 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
             {{"history"}, 0, R"("history":"start:)"},
             {{"power"}, 0, R"({"call":"QarGetPowerConsis","result":1260})"},
             {{"jorv-init"}, 0, "{\"call\":\"jorv_init\"}\n"},
             {{"dataset"}, 0, R"("call":"Qar_fetch_dataset")"},
-            {{"release", "1"}, 0, R"("call":"QarReleaseWapper")"},
+            {{"release", "1"}, 0, "{\"call\":\"QarReleaseWapper\"}\n"},
+            {{"release", "1", "--event-api"}, 0, "{\"call\":\"QarRelease\"}\n"},
+            {{"qar-state", "0x40800100"}, 0, "{\"call\":\"QarResStateRequest\",\"value\":\"7\"}\n"},
+            {{"game-upgrade-clear", "14", "0"}, 0, "{\"call\":\"clrGameUpgradeMode\"}\n"},
+            {{"zdbdebug-mark", "/a"},
+             0,
+             "{\"call\":\"jorv_add_zdbdebug_for_request_parcel\",\"paths\":[\"zdbdebug\"]}\n"},
             {{"res-release", "999"}, 1, R"("result":-1)"},
             {{"request", "0x40=1", "--bogus"}, 2, ""},
             {{"no-such-command"}, 2, ""},
@@ -90,6 +98,9 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
         const QarctlRun run = qarctl(sim.dir(), args);
         EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << "\n" << run.out;
         EXPECT_TRUE(contains(run.out, c.expected)) << c.args[0] << "\n" << run.out;
+        std::string error;
+        EXPECT_TRUE(jorvsimtest::readStrictJsonLines(run.out, &error).has_value())
+                << error << run.out;
     }
 }
 
@@ -102,7 +113,41 @@ TEST(QarctlTest, ExplainNeedsNoService) {
     EXPECT_TRUE(contains(run.out, "service: call ")) << run.out;
     EXPECT_TRUE(contains(run.out, R"(request {type=1(resource) data=[{id=64 value="1"}])"))
             << run.out;
-    EXPECT_TRUE(contains(run.out, "jorvResCtlRequest -> 1")) << run.out;
+    EXPECT_TRUE(contains(run.out, "jorvResCtlRequest -> 0x00000001\n")) << run.out;
+}
+
+// qarctl's own options may stand before or after the command and its arguments.
+TEST(QarctlTest, GlobalOptionsAreTakenAnywhereOnTheLine) {
+    char dir[] = "/tmp/qarctl-test-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string json = R"({"call":"qarGetRandomHandle","result":)";
+    const std::string text = "qarGetRandomHandle -> 0x";
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        std::string start;  // of the output
+    };
+    const std::vector<Case> cases = {
+            {{"--json", "random-handle"}, 0, json},
+            {{"random-handle", "--json"}, 0, json},
+            {{"--quiet", "random-handle", "--wait-ms", "100", "--json"}, 0, json},
+            {{"random-handle", "--wait-ms=5", "-q"}, 0, text},
+            {{"--wait-ms", "0", "--explain", "random-handle"}, 0, text},
+            {{"random-handle", "--wait-ms"}, 2, ""},
+            {{"random-handle", "--wait-ms", "soon"}, 2, ""},
+            {{"--bogus", "random-handle"}, 2, ""},
+            {{"random-handle", "--bogus"}, 2, ""},
+            {{"random-handle", "--", "--json"}, 2, ""},
+            {{"random-handle", "--help"}, 0, "usage: qarctl random-handle"},
+            {{"--json", "--help", "random-handle"}, 0, "usage: qarctl [--json]"},
+    };
+    for (const Case& c : cases) {
+        const QarctlRun run = qarctl(dir, c.args);
+        const std::string name = c.args[0] + " " + c.args[1];
+        EXPECT_EQ(run.exitCode, c.exitCode) << name << "\n" << run.out;
+        EXPECT_EQ(run.out.rfind(c.start, 0), 0u) << name << "\n" << run.out;
+    }
+    rmdir(dir);
 }
 
 TEST(QarctlTest, ListenerHearsAnotherProcessesRequest) {
