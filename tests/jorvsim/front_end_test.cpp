@@ -1,6 +1,8 @@
 // The command line, fault injection and the transcript's renderings.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "Faults.h"
 #include "Format.h"
 #include "Options.h"
@@ -17,27 +19,13 @@ using jorvsim::parseOptions;
 using Action = Faults::Admission::Action;
 
 TEST(OptionsTest, GoodCommandLines) {
-    auto parsed = parseOptions({"--dir",
-                                "/tmp/d",
-                                "--fail-next=2",
-                                "--fail-with",
-                                "service-specific:7",
-                                "--fail-op",
-                                "request,release",
-                                "--fail-op=init",
-                                "--delay-ms",
-                                "25",
-                                "--exit-after",
-                                "0x10",
-                                "--omit-values",
-                                "--property",
-                                "a.b=x=y",
-                                "--property=e=",
-                                "--history-size",
-                                "0",
-                                "--history-off",
-                                "--no-declare",
-                                "--die-with-parent"});
+    std::vector<std::string> args;
+    std::istringstream words(
+            "--dir /tmp/d --fail-next=2 --fail-with service-specific:7 --fail-op request,release "
+            "--fail-op=init --delay-ms 25 --exit-after 0x10 --omit-values --property a.b=x=y "
+            "--property=e= --history-size 0 --history-off --no-declare --die-with-parent");
+    for (std::string word; words >> word;) args.push_back(word);
+    auto parsed = parseOptions(args);
     ASSERT_TRUE(parsed.ok()) << parsed.error;
     const auto& o = parsed.options;
     EXPECT_EQ(o.dir, "/tmp/d");

@@ -12,6 +12,7 @@
 #include "support/RecordingCallback.h"
 #include "support/Records.h"
 #include "support/SimProcess.h"
+#include "support/TraceFile.h"
 
 namespace jorvsimtest {
 namespace {
@@ -62,8 +63,12 @@ protected:
     std::shared_ptr<IJorv> service;
 };
 
+// The run's timeline is complete once it stopped: requests as slices on this client's track, the
+// resource's values as a counter.
 TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
-    startService();
+    char trace[] = "/tmp/jorvsim-trace-XXXXXX";
+    ASSERT_GE(mkstemp(trace), 0);
+    startService({"--trace", trace});
 
     int32_t first = -1;
     ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1200")}), &first).isOk());
@@ -104,8 +109,32 @@ TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
     ASSERT_TRUE(service->stateRequest(parcelOf(0, {idRecord(kBoost)}), &answers).isOk());
     ASSERT_EQ(answers.size(), 1u);
     EXPECT_EQ(answers[0].value, "1200");
-
+    // The transcript's callback line comes after the call, and so does its instant.
+    ASSERT_TRUE(sim->waitForLine([](const std::string& l) {
+        return startsWith(l, "callback ") && l.find("value=\"1200\"") != std::string::npos;
+    }));
     stopService();
+
+    std::string error;
+    const std::optional<TraceFile> file = readTraceFile(trace, &error);
+    unlink(trace);
+    ASSERT_TRUE(file.has_value()) << error;
+    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
+    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
+    const auto slices = file->named("X", "resource 0x40800000=2000");
+    ASSERT_EQ(slices.size(), 1u);
+    EXPECT_EQ(slices[0].pid, getpid());
+    EXPECT_EQ(slices[0].args.at("end"), "released");
+    EXPECT_EQ(file->named("X", "resource 0x40800000=1200").at(0).args.at("end"), "stop");
+    const auto counters = file->named("C", "resource 0x40800000");
+    ASSERT_EQ(counters.size(), 3u);
+    EXPECT_EQ(counters[1].args.at("value"), "2000");
+    EXPECT_EQ(counters[2].args.at("value"), "1200");
+    EXPECT_LE(slices[0].ts, counters[1].ts);
+    EXPECT_LE(slices[0].ts + slices[0].dur, counters[2].ts);
+    const auto callbacks = file->named("i", "callback handle=" + std::to_string(listening));
+    ASSERT_EQ(callbacks.size(), 2u);
+    EXPECT_EQ(callbacks[0].pid, getpid());
 }
 
 // Raw transactions that no generated proxy would send.

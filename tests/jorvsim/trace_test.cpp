@@ -175,43 +175,6 @@ protected:
     std::shared_ptr<IJorv> service;
 };
 
-TEST_F(TraceProcessTest, JorvSimWritesTheTimelineWhenStopped) {
-    auto listener = ::ndk::SharedRefBase::make<RecordingCallback>();
-    const int32_t listening = listen(listener);
-    const int32_t handle = request("1200");
-    ASSERT_TRUE(listener->waitForCalls(1, kLongTimeout));
-    int32_t released = -1;
-    ASSERT_TRUE(service->release(handle, &released).isOk());
-    ASSERT_TRUE(listener->waitForCalls(2, kLongTimeout));
-    // The transcript's callback line comes after the call, and so does its instant.
-    ASSERT_TRUE(sim->waitForLine([](const std::string& l) {
-                       return l.rfind("callback ", 0) == 0 &&
-                              l.find("[{id=0x40800000}]") != std::string::npos;
-                   }).has_value());
-    const std::optional<int> status = stop(SIGTERM);
-    ASSERT_TRUE(status.has_value() && WIFEXITED(*status) && WEXITSTATUS(*status) == 0);
-
-    std::string error;
-    const std::optional<TraceFile> file = readTraceFile(path(), &error);
-    ASSERT_TRUE(file.has_value()) << error;
-    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
-    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
-    const auto slices = file->named("X", "resource 0x40800000=1200");
-    ASSERT_EQ(slices.size(), 1u);
-    EXPECT_EQ(slices[0].pid, getpid());
-    EXPECT_EQ(slices[0].args.at("end"), "released");
-    const auto counters = file->named("C", "resource 0x40800000");
-    ASSERT_EQ(counters.size(), 2u);
-    EXPECT_EQ(counters[0].args.at("value"), "1200");
-    EXPECT_EQ(counters[1].args.at("value"), "0");
-    EXPECT_LE(slices[0].ts, counters[0].ts);
-    EXPECT_LE(counters[0].ts, slices[0].ts + slices[0].dur);
-    EXPECT_LE(slices[0].ts + slices[0].dur, counters[1].ts);
-    const auto callbacks = file->named("i", "callback handle=" + std::to_string(listening));
-    ASSERT_EQ(callbacks.size(), 2u);
-    EXPECT_EQ(callbacks[0].pid, getpid());
-}
-
 // A service killed without warning leaves what happened until then; merged with another run's
 // file, it is one valid timeline that says which run was killed.
 TEST_F(TraceProcessTest, KilledServiceLeavesItsTimeline) {
