@@ -29,17 +29,20 @@ namespace jorvsim {
 
 // Diagnostic command codes (the id of a diagnostic request's only record).
 namespace DiagnosticCode {
-inline constexpr int32_t kToDoQueue = 0;
-inline constexpr int32_t kRunMap = 1;
-inline constexpr int32_t kActiveResources = 2;
-inline constexpr int32_t kResourceRequests = 3;
-inline constexpr int32_t kResourceInfo = 4;
-inline constexpr int32_t kSceneActions = 5;
-inline constexpr int32_t kPidList = 6;
-inline constexpr int32_t kPidMonitorMap = 7;
-inline constexpr int32_t kRecordList = 8;
-inline constexpr int32_t kHistoryOn = 10;
-inline constexpr int32_t kHistoryOff = 11;
+// In order from 0; 9 is unused.
+enum : int32_t {
+    kToDoQueue,
+    kRunMap,
+    kActiveResources,
+    kResourceRequests,
+    kResourceInfo,
+    kSceneActions,
+    kPidList,
+    kPidMonitorMap,
+    kRecordList,
+    kHistoryOn = 10,
+    kHistoryOff,
+};
 }  // namespace DiagnosticCode
 
 struct ModelOptions {

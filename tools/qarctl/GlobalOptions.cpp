@@ -1,5 +1,7 @@
 #include "GlobalOptions.h"
 
+#include <utility>
+
 #include "Args.h"
 
 namespace qarctl {
@@ -9,23 +11,26 @@ namespace {
 // when it is not.
 bool takeOption(const std::vector<std::string>& args, size_t* i, bool beforeCommand,
                 GlobalOptions* options) {
+    static const std::pair<const char*, bool GlobalOptions::*> kSwitches[] = {
+            {"--json", &GlobalOptions::json},
+            {"--explain", &GlobalOptions::explain},
+            {"--quiet", &GlobalOptions::quiet},
+            {"-q", &GlobalOptions::quiet},
+    };
     const std::string& word = args[*i];
-    if (word == "--json") {
-        options->json = true;
-    } else if (word == "--explain") {
-        options->explain = true;
-    } else if (word == "--quiet" || word == "-q") {
-        options->quiet = true;
-    } else if (beforeCommand && (word == "--help" || word == "-h")) {
-        options->help = true;
-    } else if (word == "--wait-ms" || word.rfind("--wait-ms=", 0) == 0) {
-        const bool joined = word != "--wait-ms";
-        if (!joined && *i + 1 >= args.size()) throw UsageError("--wait-ms needs a value");
-        const std::string value = joined ? word.substr(10) : args[++*i];
-        options->waitMs = parseNumber(value, "--wait-ms", 0, kMaxMs);
-    } else {
-        return false;
+    for (const auto& [name, field] : kSwitches) {
+        if (word != name) continue;
+        options->*field = true;
+        return true;
     }
+    if (beforeCommand && (word == "--help" || word == "-h")) {
+        options->help = true;
+        return true;
+    }
+    if (word != "--wait-ms" && word.rfind("--wait-ms=", 0) != 0) return false;
+    const bool joined = word != "--wait-ms";
+    if (!joined && *i + 1 >= args.size()) throw UsageError("--wait-ms needs a value");
+    options->waitMs = parseNumber(joined ? word.substr(10) : args[++*i], "--wait-ms", 0, kMaxMs);
     return true;
 }
 
