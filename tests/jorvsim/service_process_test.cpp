@@ -4,6 +4,7 @@
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -236,6 +237,57 @@ TEST_F(ServiceProcessTest, ExitAfterServesThatManyCallsThenExits) {
     EXPECT_EQ(WEXITSTATUS(*status), 0);
     EXPECT_NE(sim->lines().back().find("reason=exit-after"), std::string::npos);
     EXPECT_FALSE(service->init().isOk());
+}
+
+// A service killed without warning leaves what happened until then; merged with another run's
+// file, it is one valid timeline that says which run was killed.
+TEST_F(ServiceProcessTest, KilledServiceLeavesItsTimeline) {
+    char dir[] = "/tmp/jorvsim-trace-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string trace = std::string(dir) + "/trace.json";
+    const std::string merged = std::string(dir) + "/merged.json";
+    startService({"--trace", trace});
+    int32_t handle = -1;
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1500")}), &handle).isOk());
+    ASSERT_TRUE(sim->waitForLine([](const std::string& l) { return startsWith(l, "call "); }));
+    sim->signal(SIGKILL);
+    ASSERT_TRUE(sim->waitExit().has_value());
+
+    std::string script = __FILE__;
+    script = script.substr(0, script.rfind("/tests/")) + "/tools/jorv-sim/merge-traces.py";
+    ASSERT_EQ(system(("python3 " + script + " " + merged + " " + trace).c_str()), 0);
+    std::string error;
+    const std::optional<TraceFile> file = readTraceFile(merged, &error);
+    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
+    ASSERT_TRUE(file.has_value()) << error;
+    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
+    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
+    const auto counters = file->named("C", "resource 0x40800000");
+    ASSERT_EQ(counters.size(), 1u);
+    EXPECT_EQ(counters[0].args.at("value"), "1500");
+    const auto runs = file->named("X", "jorv-sim running");
+    ASSERT_EQ(runs.size(), 1u);
+    EXPECT_EQ(runs[0].pid, sim->pid());
+    EXPECT_EQ(runs[0].args.at("end"), "killed");
+    EXPECT_GE(runs[0].ts + runs[0].dur, counters[0].ts);
+}
+
+// A listener that never returns from its callback must not keep the service from stopping.
+TEST_F(ServiceProcessTest, StopsPromptlyPastACallbackThatNeverReturns) {
+    startService();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    int32_t handle = -1;
+    ASSERT_TRUE(service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), hung, &handle).isOk());
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1")}), &handle).isOk());
+    ASSERT_TRUE(hung->waitForCalls(1, kLongTimeout));
+    const auto start = std::chrono::steady_clock::now();
+    sim->signal(SIGTERM);
+    const std::optional<int> status = sim->waitExit();
+    hung->release();
+    ASSERT_TRUE(status.has_value()) << "jorv-sim did not stop";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout / 2);
+    EXPECT_TRUE(WIFEXITED(*status)) << *status;
+    EXPECT_TRUE(sim->waitForLine([](const std::string& l) { return startsWith(l, "exit "); }));
 }
 
 }  // namespace

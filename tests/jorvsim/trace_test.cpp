@@ -1,25 +1,15 @@
-// The --trace timeline: what the model records on a hand-moved clock, and the file a running
-// jorv-sim writes at stop, read back by a strict JSON parser.
+// The --trace timeline: what the model records on a hand-moved clock, read back by a strict JSON
+// parser. The files a running jorv-sim writes are checked in service_process_test.cpp.
 #include "Trace.h"
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
-#include <android/binder_manager.h>
-#include <hostbinder/control.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
-
 #include "support/ModelTest.h"
-#include "support/SimProcess.h"
 #include "support/TraceFile.h"
 
 namespace jorvsimtest {
 namespace {
 
-using ::aidl::vendor::vemra::hardware::jorv::IJorv;
 using jorvsim::Millis;
 using jorvsim::Trace;
 constexpr int32_t kBoost = 0x40800000;
@@ -131,91 +121,6 @@ TEST(TraceTest, KeepsAtMostItsCapacityAndSaysHowManyWereDropped) {
     EXPECT_EQ(file->named("X", "still open").size(), 1u);
     EXPECT_EQ(file->otherData.at("capacity"), "2");
     EXPECT_EQ(file->otherData.at("dropped"), "3");
-}
-
-// A jorv-sim with --trace in a directory of its own, and this process connected to it.
-class TraceProcessTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        sim.emplace(std::vector<std::string>{"--trace", path()});
-        ASSERT_TRUE(sim->start());
-        HostBinder_setServiceDir(sim->dir().c_str());
-        service = IJorv::fromBinder(::ndk::SpAIBinder(
-                AServiceManager_checkService("vendor.vemra.hardware.jorv.IJorv/default")));
-        ASSERT_NE(service, nullptr);
-    }
-    void TearDown() override {
-        service = nullptr;
-        HostBinder_setServiceDir(nullptr);
-        EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
-    }
-    int32_t listen(const std::shared_ptr<RecordingCallback>& listener) {
-        int32_t listening = -1;
-        EXPECT_TRUE(
-                service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), listener, &listening)
-                        .isOk());
-        return listening;
-    }
-    int32_t request(const char* value) {
-        int32_t handle = -1;
-        EXPECT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, value)}), &handle).isOk());
-        return handle;
-    }
-    // Stops jorv-sim with `signal`; its wait status.
-    std::optional<int> stop(int signal) {
-        service = nullptr;
-        sim->signal(signal);
-        return sim->waitExit();
-    }
-
-    char dir[32] = "/tmp/jorvsim-trace-test-XXXXXX";
-    std::string path() const { return std::string(dir) + "/trace.json"; }
-    std::optional<SimProcess> sim;
-    std::shared_ptr<IJorv> service;
-};
-
-// A service killed without warning leaves what happened until then; merged with another run's
-// file, it is one valid timeline that says which run was killed.
-TEST_F(TraceProcessTest, KilledServiceLeavesItsTimeline) {
-    request("1500");
-    ASSERT_TRUE(sim->waitForLine([](const std::string& l) { return l.rfind("call ", 0) == 0; }));
-    const std::optional<int> status = stop(SIGKILL);
-    ASSERT_TRUE(status.has_value() && WIFSIGNALED(*status));
-
-    const std::string merged = std::string(dir) + "/merged.json";
-    std::string script = __FILE__;
-    script = script.substr(0, script.rfind("/tests/")) + "/tools/jorv-sim/merge-traces.py";
-    ASSERT_EQ(system(("python3 " + script + " " + merged + " " + path()).c_str()), 0);
-    std::string error;
-    const std::optional<TraceFile> file = readTraceFile(merged, &error);
-    ASSERT_TRUE(file.has_value()) << error;
-    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
-    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
-    const auto counters = file->named("C", "resource 0x40800000");
-    ASSERT_EQ(counters.size(), 1u);
-    EXPECT_EQ(counters[0].args.at("value"), "1500");
-    const auto runs = file->named("X", "jorv-sim running");
-    ASSERT_EQ(runs.size(), 1u);
-    EXPECT_EQ(runs[0].pid, sim->pid());
-    EXPECT_EQ(runs[0].args.at("end"), "killed");
-    EXPECT_GE(runs[0].ts + runs[0].dur, counters[0].ts);
-}
-
-// A listener that never returns from its callback must not keep the service from stopping.
-TEST_F(TraceProcessTest, StopsPromptlyPastACallbackThatNeverReturns) {
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
-    listen(hung);
-    request("1");
-    ASSERT_TRUE(hung->waitForCalls(1, kLongTimeout));
-    const auto start = std::chrono::steady_clock::now();
-    const std::optional<int> status = stop(SIGTERM);
-    hung->release();
-    ASSERT_TRUE(status.has_value()) << "jorv-sim did not stop";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout / 2);
-    EXPECT_TRUE(WIFEXITED(*status)) << *status;
-    std::string error;
-    EXPECT_TRUE(readTraceFile(path(), &error).has_value()) << error;
 }
 
 }  // namespace
