@@ -541,12 +541,14 @@ Command zdbdebugCommand() {
             {},
             [](Context& ctx, const Args& args) {
                 ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel parcel;
-                parcel.paths.emplace(args.positional().begin(), args.positional().end());
+                parcel.paths = std::vector<std::optional<std::string>>(args.positional().begin(),
+                                                                       args.positional().end());
                 jorvHalclient::jorv_add_zdbdebug_for_request_parcel(parcel);
                 std::vector<std::string> paths;
-                for (const auto& path :
-                     parcel.paths.value_or(decltype(parcel.paths)::value_type())) {
-                    paths.push_back(path.value_or(""));
+                if (parcel.paths.has_value()) {
+                    for (const std::optional<std::string>& path : *parcel.paths) {
+                        paths.push_back(path.value_or(""));
+                    }
                 }
                 ctx.out.voidResult("jorv_add_zdbdebug_for_request_parcel",
                                    Fields().add("paths", paths));
