@@ -68,7 +68,7 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     dispatcher.post(std::move(batch));
     dispatcher.post({note(2, healthy, 4), note(1, hung, 4)});
 
-    ASSERT_TRUE(healthy->waitForCalls(4, kTimeout));
+    ASSERT_TRUE(healthy->waitForCalls(4, kTimeout) && hung->waitForCalls(1, kTimeout));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));  // still in its first callback
 
