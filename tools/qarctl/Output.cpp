@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "Escape.h"
+#include "../common/Escape.h"
 
 namespace qarctl {
 
