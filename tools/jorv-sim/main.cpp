@@ -48,6 +48,17 @@ std::string waitForStop(int signals, int exitDue) {
     }
 }
 
+// Blocks SIGTERM and SIGINT before any thread starts, so every thread inherits the mask and the
+// signals reach only the returned signalfd: nothing runs in a signal handler.
+unique_fd stopSignalFd() {
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGINT);
+    if (pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return unique_fd();
+    return unique_fd(signalfd(-1, &stopSignals, SFD_CLOEXEC));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -63,18 +74,10 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    // Blocked before any thread starts, so every thread inherits the mask and the signals reach
-    // only the signalfd: nothing runs in a signal handler.
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGTERM);
-    sigaddset(&stopSignals, SIGINT);
-    if (pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return 1;
+    unique_fd signals = stopSignalFd();
     // A transcript reader that goes away must not kill the service.
     signal(SIGPIPE, SIG_IGN);
     if (options.dieWithParent) prctl(PR_SET_PDEATHSIG, SIGTERM);
-
-    unique_fd signals(signalfd(-1, &stopSignals, SFD_CLOEXEC));
     unique_fd exitDue(eventfd(0, EFD_CLOEXEC));
     if (!signals.ok() || !exitDue.ok()) {
         std::perror("jorv-sim: signalfd/eventfd");
