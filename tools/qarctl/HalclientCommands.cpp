@@ -111,21 +111,37 @@ bool followAfterDeath(Context& ctx, const Args& args) {
     return true;
 }
 
+// Right after the service died the library may still be calling the lost service, and a
+// registration fails; once it noticed, the next one waits for the service to come back. Pauses
+// before that next try; false when interrupted.
+bool pauseBeforeRetry() {
+    constexpr milliseconds kRetryPause{100};
+    forgetServiceDeath();
+    EventCounter().waitFor(1, kRetryPause);
+    return interruptStatus() == 0;
+}
+
 // Registers with `listen` (which prints its result and returns the handle) and prints callbacks
 // until --count of them arrived or the user interrupts, then ends the listening. When the service
 // dies it says so and fails, or with --follow registers again once the service is back.
 int listenUntilDone(Context& ctx, const std::function<int()>& listen, EventCounter& counter,
                     const Args& args) {
     const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
+    int lost = -1;  // the listening the service's death took, while following
     for (;;) {
         const int handle = listen();
-        if (handle < 0) return 1;
+        if (handle < 0) {
+            if (lost < 0 || !pauseBeforeRetry()) return 1;
+            jorvHalclient::jorvResListeningUnRegister(lost);
+            continue;
+        }
         ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
                                : "listening; interrupt to stop");
         const bool reached =
                 counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
         if (serviceDied() && !reached && interruptStatus() == 0) {
             if (!followAfterDeath(ctx, args)) return 1;
+            lost = handle;
             // The library keeps the lost listening and would refuse the same one again; this
             // waits for the service, as the registration after it does.
             jorvHalclient::jorvResListeningUnRegister(handle);
@@ -310,15 +326,18 @@ Command thermalListenCommand() {
                 const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
                 int handle = -1;
                 bool reached = false;
+                bool following = false;
                 for (;;) {
                     auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
                     handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
                     ctx.out.idResult("jorvThermalListeningRegister", handle);
+                    if (handle < 0 && following && pauseBeforeRetry()) continue;
                     if (handle < 0) return 1;
                     reached = counter.waitFor(
                             count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
                     if (!serviceDied() || reached || interruptStatus() != 0) break;
                     if (!followAfterDeath(ctx, args)) return 1;
+                    following = true;
                     jorvHalclient::jorvThermalListeningUnregister(handle);
                     jorvHalclient::jorvResListeningUnRegister(handle);
                 }
