@@ -24,9 +24,12 @@ export HOSTBINDER_DIR="${WORK}"
 SERVICE_OUT="${WORK}/service.out"
 LISTENER_OUT="${WORK}/listener.out"
 CLIENT_LOG="${WORK}/client.log"
-# The service's timeline (--trace), kept after the session; written when the service stops, so
-# the file comes from the service started last (the one killed with SIGKILL writes none).
+# The session's timeline, kept after it: each service run streams its own --trace file as things
+# happen (so the run killed with SIGKILL leaves one too), and the files are merged into one at the
+# end.
 TRACE="${BUILD}/session-trace.json"
+MERGE="${ROOT}/tools/jorv-sim/merge-traces.py"
+TRACE_PARTS=()
 service_pid=""
 listener_pid=""
 service_seen=0
@@ -78,7 +81,8 @@ wait_for() {
 }
 
 start_service() {
-    "${SIM}" --die-with-parent --trace "${TRACE}" >>"${SERVICE_OUT}" 2>/dev/null &
+    TRACE_PARTS+=("${WORK}/trace.${#TRACE_PARTS[@]}.json")
+    "${SIM}" --die-with-parent --trace "${TRACE_PARTS[-1]}" >>"${SERVICE_OUT}" 2>/dev/null &
     service_pid=$!
     wait_for "^ready .* pid=${service_pid} " "${SERVICE_OUT}"
     show_all_news
@@ -159,10 +163,10 @@ service_pid=""
 show_all_news
 echo
 echo "session: done. Every line marked [service] is a transaction the library sent."
-if [[ -s "${TRACE}" ]]; then
-    echo "session: the service's timeline is in ${TRACE}"
+if python3 "${MERGE}" "${TRACE}" "${TRACE_PARTS[@]}" && [[ -s "${TRACE}" ]]; then
+    echo "session: the timeline of both service runs (killed, then stopped) is in ${TRACE}"
     echo "  open it in ui.perfetto.dev (Open trace file) or chrome://tracing (Load)"
 else
-    echo "session: the service wrote no timeline to ${TRACE}" >&2
+    echo "session: the services' timelines could not be merged into ${TRACE}" >&2
     exit 1
 fi

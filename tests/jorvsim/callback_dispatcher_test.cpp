@@ -2,9 +2,11 @@
 // itself, and is dropped once stuck too long.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "CallbackDispatcher.h"
@@ -17,27 +19,6 @@ namespace {
 using jorvsim::CallbackDispatcher;
 
 constexpr std::chrono::seconds kTimeout{10};
-
-// Records its calls, and blocks in each one until released.
-class HungCallback : public RecordingCallback {
-public:
-    ::ndk::ScopedAStatus onCallback(const DataList& data) override {
-        RecordingCallback::onCallback(data);
-        std::unique_lock<std::mutex> lock(mMutex);
-        mReleased.wait(lock, [this] { return mFree; });
-        return ::ndk::ScopedAStatus::ok();
-    }
-    void release() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mFree = true;
-        mReleased.notify_all();
-    }
-
-private:
-    std::mutex mMutex;
-    std::condition_variable mReleased;
-    bool mFree = false;
-};
 
 // The handles the dispatcher dropped for being stuck.
 class Drops {
@@ -87,7 +68,7 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     dispatcher.post(std::move(batch));
     dispatcher.post({note(2, healthy, 4), note(1, hung, 4)});
 
-    ASSERT_TRUE(healthy->waitForCalls(4, kTimeout));
+    ASSERT_TRUE(healthy->waitForCalls(4, kTimeout) && hung->waitForCalls(1, kTimeout));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));  // still in its first callback
 
@@ -118,6 +99,29 @@ TEST(CallbackDispatcherTest, ListenerStuckPastTheBoundIsDropped) {
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2}));
     EXPECT_EQ(dispatcher.threads(), 0u);
+}
+
+// Stopping waits for a callback in progress only so long; the thread left in it reports nothing
+// once the call returns.
+TEST(CallbackDispatcherTest, StopLeavesACallbackThatDoesNotReturnBehind) {
+    std::atomic<int> reports{0};
+    CallbackDispatcher dispatcher(
+            [&](const Notification&, const ::ndk::ScopedAStatus&) { ++reports; }, nullptr,
+            std::chrono::hours(1), std::chrono::milliseconds(100));
+    dispatcher.start();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    dispatcher.post({note(1, hung, 1), note(1, hung, 2)});
+    ASSERT_TRUE(hung->waitForCalls(1, kTimeout));
+    EXPECT_FALSE(dispatcher.stop());
+    EXPECT_EQ(dispatcher.threads(), 1u);
+    hung->release();
+    const auto deadline = std::chrono::steady_clock::now() + kTimeout;
+    while (dispatcher.threads() > 0 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(dispatcher.threads(), 0u);
+    EXPECT_EQ(reports, 0);
+    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
 }
 
 // The model ends the stuck listener's registration, as it does a dead one's; the other keeps

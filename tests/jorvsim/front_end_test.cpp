@@ -1,10 +1,13 @@
 // The command line, fault injection and the transcript's renderings.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "Faults.h"
 #include "Format.h"
 #include "Options.h"
 #include "support/Records.h"
+#include "support/StrictJson.h"
 
 namespace jorvsimtest {
 namespace {
@@ -16,27 +19,13 @@ using jorvsim::parseOptions;
 using Action = Faults::Admission::Action;
 
 TEST(OptionsTest, GoodCommandLines) {
-    auto parsed = parseOptions({"--dir",
-                                "/tmp/d",
-                                "--fail-next=2",
-                                "--fail-with",
-                                "service-specific:7",
-                                "--fail-op",
-                                "request,release",
-                                "--fail-op=init",
-                                "--delay-ms",
-                                "25",
-                                "--exit-after",
-                                "0x10",
-                                "--omit-values",
-                                "--property",
-                                "a.b=x=y",
-                                "--property=e=",
-                                "--history-size",
-                                "0",
-                                "--history-off",
-                                "--no-declare",
-                                "--die-with-parent"});
+    std::vector<std::string> args;
+    std::istringstream words(
+            "--dir /tmp/d --fail-next=2 --fail-with service-specific:7 --fail-op request,release "
+            "--fail-op=init --delay-ms 25 --exit-after 0x10 --omit-values --property a.b=x=y "
+            "--property=e= --history-size 0 --history-off --no-declare --die-with-parent");
+    for (std::string word; words >> word;) args.push_back(word);
+    auto parsed = parseOptions(args);
     ASSERT_TRUE(parsed.ok()) << parsed.error;
     const auto& o = parsed.options;
     EXPECT_EQ(o.dir, "/tmp/d");
@@ -126,8 +115,50 @@ TEST(FaultsTest, ExitAfterMarksTheLastCallAndRefusesLaterOnes) {
     EXPECT_EQ(third.code, STATUS_DEAD_OBJECT);
 }
 
+// Any bytes at all become a JSON string that a strict UTF-8 and JSON reader accepts and that
+// gives the same bytes back: nothing dropped, nothing confused with a real character.
+TEST(FormatTest, JsonStringsAreStrictUtf8AndLossless) {
+    std::vector<std::string> cases;
+    for (int byte = 0; byte < 256; ++byte) cases.emplace_back(1, static_cast<char>(byte));
+    for (const char* more : {
+                 "\xc3\xa9",
+                 "\xe2\x82\xac",
+                 "\xf0\x9f\x98\x80",
+                 "\xf4\x8f\xbf\xbf",  // valid
+                 "\xc0\xaf",
+                 "\xc1\xbf",
+                 "\xe0\x80\xaf",
+                 "\xf0\x80\x80\xaf",  // overlong
+                 "\xed\xa0\x80",
+                 "\xed\xb3\xbf",
+                 "\xf4\x90\x80\x80",
+                 "\xf5\x80\x80\x80",  // no
+                 "\xc3",
+                 "\xe2\x82",
+                 "\xf0\x9f\x98",
+                 "a\xe2\x82z",
+                 "\xe2\x82\xe2\x82\xac",  // cut
+                 "\xef\xbf\xbd",
+                 "\"\\\n\r\t\x7f/",
+                 "\x80\xbf\xfe\xff",
+         }) {
+        cases.emplace_back(more);
+    }
+    std::string lines;
+    for (const std::string& text : cases) lines += "{\"s\":" + jorvsim::jsonString(text) + "}\n";
+    std::string error;
+    const auto objects = readStrictJsonLines(lines, &error);
+    ASSERT_TRUE(objects.has_value()) << error;
+    ASSERT_EQ(objects->size(), cases.size());
+    for (size_t i = 0; i < cases.size(); ++i) {
+        EXPECT_EQ(objects->at(i).at("s"), cases[i]) << jorvsim::jsonString(cases[i]);
+    }
+    // Well-formed text is kept as it is; an invalid byte is a lone low surrogate.
+    EXPECT_EQ(jorvsim::jsonString("\xc3\xa9\xff\x01"), "\"\xc3\xa9\\udcff\\u0001\"");
+}
+
 TEST(FormatTest, EveryRenderingStaysOnOneLine) {
-    EXPECT_EQ(jorvsim::quote("a\"b\\c\nd\te\x01\xff"), R"("a\"b\\c\nd\te\x01\xff")");
+    EXPECT_EQ(jorvsim::quotedText("a\"b\\c\nd\te\x01\xff"), R"("a\"b\\c\nd\te\x01\xff")");
     EXPECT_EQ(jorvsim::formatId(12), "12");
     EXPECT_EQ(jorvsim::formatId(-1), "-1");
     EXPECT_EQ(jorvsim::formatId(0x40800000), "0x40800000");

@@ -2,6 +2,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <tuple>
 
 #include "Expiry.h"
 #include "support/ModelTest.h"
@@ -87,22 +88,6 @@ TEST_F(ModelTest, NextExpiryIsTheSoonestAndOverlongDurationsAreCapped) {
     clock.advance(Millis(300));
     model->expireDue(&effects);
     EXPECT_EQ(model->nextExpiry(), start + jorvsim::kMaxDuration);
-}
-
-TEST_F(ModelTest, ExpiryRestoresTheOlderRequestAndTellsListeners) {
-    auto callback = newCallback();
-    acquire({idRecord(kBoost, "10")});
-    acquire({idRecord(kBoost, "20")}, 500);
-    listen({idRecord(kBoost)}, callback);
-    take();
-
-    clock.advance(Millis(500));
-    model->expireDue(&effects);
-    const auto sent = sentTo(take().notifications, callback);
-    ASSERT_EQ(sent.size(), 1u);
-    ASSERT_EQ(sent[0].size(), 1u);
-    EXPECT_EQ(sent[0][0].id, kBoost);
-    EXPECT_EQ(sent[0][0].value, "10");
 }
 
 // The effective value of one resource as requests on it come and go.
@@ -204,42 +189,26 @@ TEST_F(ModelTest, OnlyRecordsWithANameAndAValueSetAnything) {
 }
 
 TEST_F(ModelTest, MalformedCallsAreRefusedAndChangeNothing) {
-    auto callback = newCallback();
-    struct Case {
-        const char* name;
-        std::function<Status(int32_t*)> call;
-        binder_exception_t expected;
+    using Call = std::function<Status(int32_t*)>;
+    auto asRequest = [&](int32_t type, DataList records) -> Call {
+        return [=](int32_t* h) {
+            return model->request(parcelOf(type, records), kPid, h, &effects);
+        };
     };
     DataList answers;
     std::string value;
-    const Case cases[] = {
-            {"unknown request type",
-             [&](int32_t* h) { return model->request(parcelOf(42, {}), kPid, h, &effects); },
+    const std::tuple<const char*, Call, binder_exception_t> cases[] = {
+            {"unknown request type", asRequest(42, {}), EX_ILLEGAL_ARGUMENT},
+            {"query sent as a request", asRequest(RequestType::kHistory, {}), EX_ILLEGAL_ARGUMENT},
+            {"scene action without its record", asRequest(RequestType::kSceneAction, {}),
              EX_ILLEGAL_ARGUMENT},
-            {"query sent as a request",
-             [&](int32_t* h) {
-                 return model->request(parcelOf(RequestType::kHistory, {}), kPid, h, &effects);
-             },
+            {"diagnostic without its command", asRequest(RequestType::kDiagnostic, {}),
              EX_ILLEGAL_ARGUMENT},
-            {"scene action without its record",
-             [&](int32_t* h) {
-                 return model->request(parcelOf(RequestType::kSceneAction, {}), kPid, h, &effects);
-             },
+            {"diagnostic code 9", asRequest(RequestType::kDiagnostic, {idRecord(9)}),
              EX_ILLEGAL_ARGUMENT},
             {"event without its command",
              [&](int32_t* h) {
                  return model->requestOneWay(parcelOf(RequestType::kEvent, {}), kPid, h, &effects);
-             },
-             EX_ILLEGAL_ARGUMENT},
-            {"diagnostic without its command",
-             [&](int32_t* h) {
-                 return model->request(parcelOf(RequestType::kDiagnostic, {}), kPid, h, &effects);
-             },
-             EX_ILLEGAL_ARGUMENT},
-            {"diagnostic code 9",
-             [&](int32_t* h) {
-                 return model->request(parcelOf(RequestType::kDiagnostic, {idRecord(9)}), kPid, h,
-                                       &effects);
              },
              EX_ILLEGAL_ARGUMENT},
             {"request sent as a query",
@@ -266,11 +235,11 @@ TEST_F(ModelTest, MalformedCallsAreRefusedAndChangeNothing) {
              [&](int32_t* h) { return model->propertySet("", "v", kPid, h, &effects); },
              EX_ILLEGAL_ARGUMENT},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, call, expected] : cases) {
+        SCOPED_TRACE(name);
         int32_t out = 1234;
-        const Status status = c.call(&out);
-        EXPECT_EQ(status.exception, c.expected);
+        const Status status = call(&out);
+        EXPECT_EQ(status.exception, expected);
         EXPECT_FALSE(status.message.empty());
         // Calls with an out-value leave it at -1.
         EXPECT_TRUE(out == 1234 || out == -1) << out;

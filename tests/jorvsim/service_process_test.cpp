@@ -4,6 +4,7 @@
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "support/RecordingCallback.h"
 #include "support/Records.h"
 #include "support/SimProcess.h"
+#include "support/TraceFile.h"
 
 namespace jorvsimtest {
 namespace {
@@ -62,8 +64,12 @@ protected:
     std::shared_ptr<IJorv> service;
 };
 
+// The run's timeline is complete once it stopped: requests as slices on this client's track, the
+// resource's values as a counter.
 TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
-    startService();
+    char trace[] = "/tmp/jorvsim-trace-XXXXXX";
+    ASSERT_GE(mkstemp(trace), 0);
+    startService({"--trace", trace});
 
     int32_t first = -1;
     ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1200")}), &first).isOk());
@@ -104,8 +110,32 @@ TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
     ASSERT_TRUE(service->stateRequest(parcelOf(0, {idRecord(kBoost)}), &answers).isOk());
     ASSERT_EQ(answers.size(), 1u);
     EXPECT_EQ(answers[0].value, "1200");
-
+    // The transcript's callback line comes after the call, and so does its instant.
+    ASSERT_TRUE(sim->waitForLine([](const std::string& l) {
+        return startsWith(l, "callback ") && l.find("value=\"1200\"") != std::string::npos;
+    }));
     stopService();
+
+    std::string error;
+    const std::optional<TraceFile> file = readTraceFile(trace, &error);
+    unlink(trace);
+    ASSERT_TRUE(file.has_value()) << error;
+    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
+    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
+    const auto slices = file->named("X", "resource 0x40800000=2000");
+    ASSERT_EQ(slices.size(), 1u);
+    EXPECT_EQ(slices[0].pid, getpid());
+    EXPECT_EQ(slices[0].args.at("end"), "released");
+    EXPECT_EQ(file->named("X", "resource 0x40800000=1200").at(0).args.at("end"), "stop");
+    const auto counters = file->named("C", "resource 0x40800000");
+    ASSERT_EQ(counters.size(), 3u);
+    EXPECT_EQ(counters[1].args.at("value"), "2000");
+    EXPECT_EQ(counters[2].args.at("value"), "1200");
+    EXPECT_LE(slices[0].ts, counters[1].ts);
+    EXPECT_LE(slices[0].ts + slices[0].dur, counters[2].ts);
+    const auto callbacks = file->named("i", "callback handle=" + std::to_string(listening));
+    ASSERT_EQ(callbacks.size(), 2u);
+    EXPECT_EQ(callbacks[0].pid, getpid());
 }
 
 // Raw transactions that no generated proxy would send.
@@ -207,6 +237,57 @@ TEST_F(ServiceProcessTest, ExitAfterServesThatManyCallsThenExits) {
     EXPECT_EQ(WEXITSTATUS(*status), 0);
     EXPECT_NE(sim->lines().back().find("reason=exit-after"), std::string::npos);
     EXPECT_FALSE(service->init().isOk());
+}
+
+// A service killed without warning leaves what happened until then; merged with another run's
+// file, it is one valid timeline that says which run was killed.
+TEST_F(ServiceProcessTest, KilledServiceLeavesItsTimeline) {
+    char dir[] = "/tmp/jorvsim-trace-XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string trace = std::string(dir) + "/trace.json";
+    const std::string merged = std::string(dir) + "/merged.json";
+    startService({"--trace", trace});
+    int32_t handle = -1;
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1500")}), &handle).isOk());
+    ASSERT_TRUE(sim->waitForLine([](const std::string& l) { return startsWith(l, "call "); }));
+    sim->signal(SIGKILL);
+    ASSERT_TRUE(sim->waitExit().has_value());
+
+    std::string script = __FILE__;
+    script = script.substr(0, script.rfind("/tests/")) + "/tools/jorv-sim/merge-traces.py";
+    ASSERT_EQ(system(("python3 " + script + " " + merged + " " + trace).c_str()), 0);
+    std::string error;
+    const std::optional<TraceFile> file = readTraceFile(merged, &error);
+    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
+    ASSERT_TRUE(file.has_value()) << error;
+    EXPECT_EQ(file->processName(sim->pid()), "jorv-sim");
+    EXPECT_EQ(file->processName(getpid()), "client " + std::to_string(getpid()));
+    const auto counters = file->named("C", "resource 0x40800000");
+    ASSERT_EQ(counters.size(), 1u);
+    EXPECT_EQ(counters[0].args.at("value"), "1500");
+    const auto runs = file->named("X", "jorv-sim running");
+    ASSERT_EQ(runs.size(), 1u);
+    EXPECT_EQ(runs[0].pid, sim->pid());
+    EXPECT_EQ(runs[0].args.at("end"), "killed");
+    EXPECT_GE(runs[0].ts + runs[0].dur, counters[0].ts);
+}
+
+// A listener that never returns from its callback must not keep the service from stopping.
+TEST_F(ServiceProcessTest, StopsPromptlyPastACallbackThatNeverReturns) {
+    startService();
+    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    int32_t handle = -1;
+    ASSERT_TRUE(service->listeningRegister(parcelOf(0, {idRecord(kBoost)}), hung, &handle).isOk());
+    ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1")}), &handle).isOk());
+    ASSERT_TRUE(hung->waitForCalls(1, kLongTimeout));
+    const auto start = std::chrono::steady_clock::now();
+    sim->signal(SIGTERM);
+    const std::optional<int> status = sim->waitExit();
+    hung->release();
+    ASSERT_TRUE(status.has_value()) << "jorv-sim did not stop";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kLongTimeout / 2);
+    EXPECT_TRUE(WIFEXITED(*status)) << *status;
+    EXPECT_TRUE(sim->waitForLine([](const std::string& l) { return startsWith(l, "exit "); }));
 }
 
 }  // namespace

@@ -8,11 +8,18 @@
 // with callbacks pending. A client whose callback has not returned after `stuckAfter` is dropped
 // like a dead one: its queued callbacks are discarded, later ones ignored while its call is stuck,
 // and `drop` is told the handles it was called for.
+//
+// Stopping must not wait on a client: a callback that never returns would keep the service from
+// ever stopping. stop() waits at most `stopBound` for the callbacks in progress, then leaves the
+// threads still inside one behind. Such a thread owns a share of the dispatcher's state, so it
+// stays valid whatever happens to the dispatcher, and once its call returns it reports nothing and
+// exits.
 #pragma once
 
 #include <android/binder_auto_utils.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
@@ -28,6 +35,8 @@ namespace jorvsim {
 
 // How long a client's callback may take before the client is dropped.
 inline constexpr std::chrono::milliseconds kCallbackStuckAfter{10000};
+// How long stopping waits for the callbacks in progress.
+inline constexpr std::chrono::milliseconds kCallbackStopBound{1000};
 
 class CallbackDispatcher {
 public:
@@ -37,49 +46,29 @@ public:
     using Drop = std::function<void(int32_t handle)>;
 
     explicit CallbackDispatcher(Report report, Drop drop = nullptr,
-                                std::chrono::milliseconds stuckAfter = kCallbackStuckAfter)
-        : mReport(std::move(report)), mDrop(std::move(drop)), mStuckAfter(stuckAfter) {}
+                                std::chrono::milliseconds stuckAfter = kCallbackStuckAfter,
+                                std::chrono::milliseconds stopBound = kCallbackStopBound);
     ~CallbackDispatcher() { stop(); }
     CallbackDispatcher(const CallbackDispatcher&) = delete;
     CallbackDispatcher& operator=(const CallbackDispatcher&) = delete;
 
-    void start() EXCLUDES(mLock);
+    void start();
     // Queued after everything posted before for the same client; dropped once stopping.
-    void post(std::vector<Notification> notifications) EXCLUDES(mLock);
-    // Ends after the callbacks in progress return; the rest is dropped. Idempotent.
-    void stop() EXCLUDES(mLock);
-    // Delivery threads not yet joined (for tests).
-    size_t threads() const EXCLUDES(mLock);
+    void post(std::vector<Notification> notifications);
+    // Drops what is queued and waits for the callbacks in progress, up to the stop bound. False
+    // when some were still in progress then: their threads are left behind, and the process had
+    // better end without waiting for them. Idempotent.
+    bool stop();
+    // Delivery threads still running, left-behind ones included.
+    size_t threads() const;
 
 private:
-    using Instant = std::chrono::steady_clock::time_point;
-    struct Client {
-        ::ndk::SpAIBinder binder;  // keeps the key this binder's while the entry lives
-        std::deque<Notification> queue;
-        std::set<int32_t> handles;  // of everything posted to it
-        bool busy = false;          // a callback is in progress since `since`
-        Instant since;
-        bool dropped = false;
-    };
+    struct Shared;
+    static void deliver(const std::shared_ptr<Shared>& shared, const void* key);
+    static void watch(const std::shared_ptr<Shared>& shared);
 
-    void deliver(const void* key) EXCLUDES(mLock);
-    void watch() EXCLUDES(mLock);
-    // Marks the clients stuck at `now` dropped; their handles and queued callbacks go out.
-    void dropStuckLocked(Instant now, std::vector<int32_t>* handles,
-                         std::deque<Notification>* discarded) REQUIRES(mLock);
-    std::vector<std::thread> takeFinished() EXCLUDES(mLock);
-
-    const Report mReport;
-    const Drop mDrop;
-    const std::chrono::milliseconds mStuckAfter;
-    mutable Mutex mLock;
-    std::condition_variable mWatch;
-    // By callback binder; an entry lives while its delivery thread runs.
-    std::map<const void*, Client> mClients GUARDED_BY(mLock);
-    std::vector<std::thread> mRunning GUARDED_BY(mLock);
-    std::vector<std::thread> mFinished GUARDED_BY(mLock);
-    bool mStarted GUARDED_BY(mLock) = false;
-    bool mStopping GUARDED_BY(mLock) = false;
+    const std::shared_ptr<Shared> mShared;
+    const std::chrono::milliseconds mStopBound;
     std::thread mWatchdog;  // started and joined by the owner's thread only
 };
 

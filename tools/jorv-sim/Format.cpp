@@ -15,7 +15,7 @@ void appendField(std::string* out, const char* name, const std::optional<std::st
     *out += ' ';
     *out += name;
     *out += '=';
-    *out += quote(*text);
+    *out += quotedText(*text);
 }
 
 }  // namespace
@@ -50,59 +50,6 @@ const char* requestTypeName(int32_t type) {
             return "feature";
     }
     return "unknown";
-}
-
-std::string quote(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (byte < 0x20 || byte >= 0x7f) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof(escaped), "\\x%02x", byte);
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    out += '"';
-    return out;
-}
-
-std::string jsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (byte < 0x20 || byte >= 0x7f) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof(escaped), "\\u%04x", byte);
-            out += escaped;
-        } else {
-            out += c;
-        }
-    }
-    out += '"';
-    return out;
 }
 
 std::string formatId(int32_t id) {
@@ -146,7 +93,7 @@ std::string formatParcel(const JorvRequestParcel& parcel) {
         for (size_t i = 0; i < parcel.paths->size(); ++i) {
             if (i > 0) out += ' ';
             const std::optional<std::string>& path = (*parcel.paths)[i];
-            out += path.has_value() ? quote(*path) : "null";
+            out += path.has_value() ? quotedText(*path) : "null";
         }
         out += ']';
     }
@@ -168,32 +115,14 @@ std::string formatInts(const std::vector<int32_t>& values) {
     return out;
 }
 
-const char* exceptionName(binder_exception_t exception) {
-    switch (exception) {
-        case EX_NONE:
-            return "EX_NONE";
-        case EX_SECURITY:
-            return "EX_SECURITY";
-        case EX_BAD_PARCELABLE:
-            return "EX_BAD_PARCELABLE";
-        case EX_ILLEGAL_ARGUMENT:
-            return "EX_ILLEGAL_ARGUMENT";
-        case EX_NULL_POINTER:
-            return "EX_NULL_POINTER";
-        case EX_ILLEGAL_STATE:
-            return "EX_ILLEGAL_STATE";
-        case EX_NETWORK_MAIN_THREAD:
-            return "EX_NETWORK_MAIN_THREAD";
-        case EX_UNSUPPORTED_OPERATION:
-            return "EX_UNSUPPORTED_OPERATION";
-        case EX_SERVICE_SPECIFIC:
-            return "EX_SERVICE_SPECIFIC";
-        case EX_PARCELABLE:
-            return "EX_PARCELABLE";
-        case EX_TRANSACTION_FAILED:
-            return "EX_TRANSACTION_FAILED";
-    }
-    return "EX_UNKNOWN";
+std::string exceptionName(binder_exception_t exception) {
+    // The runtime describes a status as "Status(<code>, <name>): '<message>'".
+    const std::string description =
+            ::ndk::ScopedAStatus(AStatus_fromExceptionCode(exception)).getDescription();
+    const size_t start = description.find(", ");
+    const size_t end = description.find("):", start);
+    if (start == std::string::npos || end == std::string::npos) return "EX_UNKNOWN";
+    return description.substr(start + 2, end - start - 2);
 }
 
 const char* transportStatusName(binder_status_t status) {
@@ -251,11 +180,10 @@ std::string formatStatus(const ::ndk::ScopedAStatus& status) {
     if (exception == EX_SERVICE_SPECIFIC) {
         out = "service-specific " + std::to_string(status.getServiceSpecificError());
     } else {
-        out = std::string("exception ") + exceptionName(exception) + "(" +
-              std::to_string(exception) + ")";
+        out = "exception " + exceptionName(exception) + "(" + std::to_string(exception) + ")";
     }
     const char* message = status.getMessage();
-    if (message != nullptr && message[0] != '\0') out += " " + quote(message);
+    if (message != nullptr && message[0] != '\0') out += " " + quotedText(message);
     return out;
 }
 

@@ -10,17 +10,15 @@
 #include <string>
 #include <vector>
 
+#include "Escape.h"
 #include "ModelTypes.h"
 
 namespace jorvsim {
 
 // A short name for a request type ("resource", "event", ...), or "unknown".
 const char* requestTypeName(int32_t type);
-// "text" with backslash escapes for quotes, backslashes and control or non-ASCII bytes.
-std::string quote(const std::string& text);
-// "text" as a JSON string: control bytes and bytes past ASCII as \u00XX (each byte stands for
-// itself, so the result is valid JSON whatever the text holds).
-std::string jsonString(const std::string& text);
+using toolscommon::jsonString;
+using toolscommon::quotedText;
 // Decimal when small (command codes, counts), 0x%08x otherwise (resource opcodes).
 std::string formatId(int32_t id);
 // {id=... int=... value="..." path="..." extra="..."}: int only when not 0, texts only when
@@ -34,7 +32,8 @@ std::string formatInts(const std::vector<int32_t>& values);
 // "ok", "exception EX_NAME(-3) \"message\"", "service-specific 7 \"message\"" or
 // "transport STATUS_NAME(-32)".
 std::string formatStatus(const ::ndk::ScopedAStatus& status);
-const char* exceptionName(binder_exception_t exception);
+// The exception's name as the binder runtime spells it ("EX_SECURITY", ...).
+std::string exceptionName(binder_exception_t exception);
 const char* transportStatusName(binder_status_t status);
 // Seconds with millisecond precision: "1.250".
 std::string formatSeconds(std::chrono::nanoseconds duration);

@@ -135,18 +135,18 @@ void omitValues(DataList* records) {
 }
 
 ::ndk::ScopedAStatus JorvService::propertyGet(const std::string& name, std::string* value) {
-    return serve("propertyGet", "(" + quote(name) + ")",
+    return serve("propertyGet", "(" + quotedText(name) + ")",
                  [&](pid_t, Effects* effects, std::string* answer) {
                      const Status status = mContext.model.propertyGet(name, value, effects);
                      if (mContext.faults.omitValues()) value->clear();
-                     *answer = quote(*value);
+                     *answer = quotedText(*value);
                      return status;
                  });
 }
 
 ::ndk::ScopedAStatus JorvService::propertySet(const std::string& name, const std::string& value,
                                               int32_t* result) {
-    return serve("propertySet", "(" + quote(name) + ", " + quote(value) + ")",
+    return serve("propertySet", "(" + quotedText(name) + ", " + quotedText(value) + ")",
                  [&](pid_t pid, Effects* effects, std::string* answer) {
                      const Status status =
                              mContext.model.propertySet(name, value, pid, result, effects);
@@ -187,7 +187,7 @@ void omitValues(DataList* records) {
 
 ::ndk::ScopedAStatus JorvService::setRelatedSysInfo(int32_t a, const std::string& info,
                                                     int32_t* result) {
-    return serve("setRelatedSysInfo", "(" + std::to_string(a) + ", " + quote(info) + ")",
+    return serve("setRelatedSysInfo", "(" + std::to_string(a) + ", " + quotedText(info) + ")",
                  [&](pid_t pid, Effects* effects, std::string* answer) {
                      const Status status =
                              mContext.model.setRelatedSysInfo(a, info, pid, result, effects);

@@ -1,17 +1,21 @@
-// The simulator's lock: the library's annotated mutex, and a scoped lock that can also wait on a
-// condition variable (qar::ExclusiveLock cannot), so the clang analysis follows every guarded
-// field.
+// The simulator's lock: a mutex the clang analysis knows as a capability (std::mutex carries no
+// annotation), and a scoped lock that can also wait on a condition variable, so the analysis
+// follows every guarded field.
 #pragma once
+
+#include <android-base/thread_annotations.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 
-#include "common/ThreadAnnotations.h"
-
 namespace jorvsim {
 
-using Mutex = qar::Mutex;
+class CAPABILITY("mutex") Mutex : public std::mutex {
+public:
+    void lock() ACQUIRE() { std::mutex::lock(); }
+    void unlock() RELEASE() { std::mutex::unlock(); }
+};
 
 class SCOPED_CAPABILITY Lock {
 public:

@@ -25,8 +25,8 @@ std::string describe(const ActiveRequest& request) {
                        " type=" + requestTypeName(request.type) +
                        " pid=" + std::to_string(request.pid);
     if (request.command.has_value()) text += " cmd=" + formatId(*request.command);
-    if (request.package.has_value()) text += " pkg=" + quote(*request.package);
-    if (request.identity.has_value()) text += " identity=" + quote(*request.identity);
+    if (request.package.has_value()) text += " pkg=" + quotedText(*request.package);
+    if (request.identity.has_value()) text += " identity=" + quotedText(*request.identity);
     return text;
 }
 
@@ -104,6 +104,29 @@ Status Model::acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
             startLocked(parcel, pid, data.front().id, DataList(data.begin() + 1, data.end()),
                         wantedHandle, handle, effects);
             return {};
+        case RequestType::kDiagnostic:
+        case RequestType::kThermal:
+        case RequestType::kNotification:
+            return momentaryLocked(parcel, pid, handle, effects);
+        case RequestType::kState:
+        case RequestType::kHistory:
+        case RequestType::kPowerMode:
+        case RequestType::kPowerConsumption:
+        case RequestType::kDataSet:
+        case RequestType::kFeatureStatus:
+            return Status::error(EX_ILLEGAL_ARGUMENT, "requestType " + std::to_string(type) +
+                                                              " is a query; send it with "
+                                                              "stateRequest");
+        default:
+            return Status::error(EX_ILLEGAL_ARGUMENT,
+                                 "unknown requestType " + std::to_string(type));
+    }
+}
+
+Status Model::momentaryLocked(const JorvRequestParcel& parcel, pid_t pid, int32_t* handle,
+                              Effects* effects) {
+    const DataList& data = parcel.dataList;
+    switch (parcel.requestType) {
         case RequestType::kDiagnostic: {
             if (data.empty()) {
                 return Status::error(EX_ILLEGAL_ARGUMENT,
@@ -131,18 +154,6 @@ Status Model::acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
             if (mTrace != nullptr) mTrace->instant(pid, "notification", formatRecords(data));
             recordLocked("notify pid=" + std::to_string(pid) + " data=" + formatRecords(data));
             break;
-        case RequestType::kState:
-        case RequestType::kHistory:
-        case RequestType::kPowerMode:
-        case RequestType::kPowerConsumption:
-        case RequestType::kDataSet:
-        case RequestType::kFeatureStatus:
-            return Status::error(EX_ILLEGAL_ARGUMENT, "requestType " + std::to_string(type) +
-                                                              " is a query; send it with "
-                                                              "stateRequest");
-        default:
-            return Status::error(EX_ILLEGAL_ARGUMENT,
-                                 "unknown requestType " + std::to_string(type));
     }
     // Requests that leave nothing active still answer a callback once, with nothing to report.
     if (parcel.callback != nullptr) {
@@ -382,8 +393,8 @@ Status Model::propertySet(const std::string& name, const std::string& value, pid
     *result = -1;
     if (name.empty()) return Status::error(EX_ILLEGAL_ARGUMENT, "empty property name");
     if (mProperties.set(name, value)) *result = 0;
-    recordLocked("property " + quote(name) + "=" + quote(value) + " pid=" + std::to_string(pid) +
-                 (*result == 0 ? "" : " (refused: value too long)"));
+    recordLocked("property " + quotedText(name) + "=" + quotedText(value) + " pid=" +
+                 std::to_string(pid) + (*result == 0 ? "" : " (refused: value too long)"));
     return {};
 }
 
@@ -393,7 +404,7 @@ Status Model::setRelatedSysInfo(int32_t a, const std::string& info, pid_t pid, i
     expireDueLocked(effects);
     mRelatedSysInfo[a] = info;
     *result = 0;
-    recordLocked("related-sys-info " + std::to_string(a) + "=" + quote(info) +
+    recordLocked("related-sys-info " + std::to_string(a) + "=" + quotedText(info) +
                  " pid=" + std::to_string(pid));
     return {};
 }

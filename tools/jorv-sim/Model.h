@@ -29,18 +29,19 @@ namespace jorvsim {
 
 // Diagnostic command codes (the id of a diagnostic request's only record).
 namespace DiagnosticCode {
+// In order from 0; 9 is unused.
 enum : int32_t {
-    kToDoQueue = 0,
-    kRunMap = 1,
-    kActiveResources = 2,
-    kResourceRequests = 3,
-    kResourceInfo = 4,
-    kSceneActions = 5,
-    kPidList = 6,
-    kPidMonitorMap = 7,
-    kRecordList = 8,
+    kToDoQueue,
+    kRunMap,
+    kActiveResources,
+    kResourceRequests,
+    kResourceInfo,
+    kSceneActions,
+    kPidList,
+    kPidMonitorMap,
+    kRecordList,
     kHistoryOn = 10,
-    kHistoryOff = 11,
+    kHistoryOff,
 };
 }  // namespace DiagnosticCode
 
@@ -109,6 +110,9 @@ private:
     Status acceptLocked(const JorvRequestParcel& parcel, pid_t pid,
                         std::optional<int32_t> wantedHandle, int32_t* handle, Effects* effects)
             REQUIRES(mLock);
+    // Carries out a request that leaves nothing active (diagnostic, thermal, notification).
+    Status momentaryLocked(const JorvRequestParcel& parcel, pid_t pid, int32_t* handle,
+                           Effects* effects) REQUIRES(mLock);
     // Starts a request that stays active (resource, scene action, event, platform).
     void startLocked(const JorvRequestParcel& parcel, pid_t pid, std::optional<int32_t> command,
                      DataList resources, std::optional<int32_t> wantedHandle, int32_t* handle,
@@ -118,6 +122,15 @@ private:
     void notifyLocked(const std::vector<Change>& changes, Effects* effects) REQUIRES(mLock);
     void recordLocked(std::string text) REQUIRES(mLock);
     std::vector<std::string> dumpLocked(int32_t code) const REQUIRES(mLock);
+    // One table each (ModelDump.cpp).
+    std::vector<std::string> dumpToDoQueueLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpRunMapLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpActiveLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpSettingsLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpResourceInfoLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpSceneActionsLocked() const REQUIRES(mLock);
+    std::vector<std::string> dumpPidsLocked(bool counts) const REQUIRES(mLock);
+    std::vector<std::string> dumpRecordsLocked() const REQUIRES(mLock);
 
     const Clock& mClock;
     const TimePoint mOrigin;

@@ -124,9 +124,105 @@ const std::vector<std::string>& operationNames() {
     return kNames;
 }
 
+namespace {
+
+// The value of the option being parsed: after '=' or the next argument.
+class OptionValue {
+public:
+    OptionValue(const std::vector<std::string>& args, size_t* i,
+                std::optional<std::string> inlineValue)
+        : mArgs(args), mIndex(i), mInline(std::move(inlineValue)) {}
+    bool take(std::string* out) {
+        if (mInline.has_value()) {
+            *out = *mInline;
+            return true;
+        }
+        if (*mIndex + 1 >= mArgs.size()) return false;
+        *out = mArgs[++*mIndex];
+        return true;
+    }
+    bool given() const { return mInline.has_value(); }
+
+private:
+    const std::vector<std::string>& mArgs;
+    size_t* mIndex;
+    const std::optional<std::string> mInline;
+};
+
+std::string applyProperty(OptionValue& value, Options& o) {
+    std::string text;
+    const size_t eq = value.take(&text) ? text.find('=') : std::string::npos;
+    if (eq == std::string::npos || eq == 0 || text.size() - eq - 1 > Properties::kMaxValueLength) {
+        return "--property needs NAME=VALUE (value up to " +
+               std::to_string(Properties::kMaxValueLength) + " characters)";
+    }
+    o.model.properties[text.substr(0, eq)] = text.substr(eq + 1);
+    return "";
+}
+
+// The options that take a count; null for any other flag.
+uint32_t* countOption(const std::string& flag, Options& o) {
+    if (flag == "--fail-next") return &o.faults.failNext;
+    if (flag == "--delay-ms") return &o.faults.delayMs;
+    if (flag == "--exit-after") return &o.faults.exitAfter;
+    return nullptr;
+}
+
+// Applies an option that takes a value; the error, or empty. False in `known` for an unknown
+// flag.
+std::string applyValued(const std::string& flag, OptionValue& value, Options& o, bool* known) {
+    std::string text;
+    if (flag == "--dir")
+        return value.take(&o.dir) && !o.dir.empty() ? "" : "--dir needs a directory";
+    if (flag == "--trace")
+        return value.take(&o.trace) && !o.trace.empty() ? "" : "--trace needs a file";
+    if (flag == "--property") return applyProperty(value, o);
+    if (flag == "--fail-with") {
+        return value.take(&text) ? parseFailWith(text, &o.faults) : "--fail-with needs KIND[:CODE]";
+    }
+    if (flag == "--fail-op") {
+        return value.take(&text) ? parseFailOps(text, &o.faults) : "--fail-op needs OP[,OP...]";
+    }
+    uint32_t* target = countOption(flag, o);
+    if (target == nullptr && flag != "--history-size") {
+        *known = false;
+        return "";
+    }
+    const std::optional<uint32_t> count = value.take(&text) ? parseCount(text) : std::nullopt;
+    if (!count.has_value()) {
+        return flag + " needs a number from 0 to " +
+               std::to_string(std::numeric_limits<uint32_t>::max());
+    }
+    if (target != nullptr) {
+        *target = *count;
+    } else {
+        o.model.historyCapacity = *count;
+    }
+    return "";
+}
+
+// Applies a flag without a value; false when `flag` is none of them.
+bool applySwitch(const std::string& flag, Options& o) {
+    if (flag == "-h" || flag == "--help") {
+        o.help = true;
+    } else if (flag == "--no-declare") {
+        o.declare = false;
+    } else if (flag == "--history-off") {
+        o.model.historyEnabled = false;
+    } else if (flag == "--omit-values") {
+        o.faults.omitValues = true;
+    } else if (flag == "--die-with-parent") {
+        o.dieWithParent = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
 ParsedOptions parseOptions(const std::vector<std::string>& args) {
     ParsedOptions parsed;
-    Options& o = parsed.options;
     for (size_t i = 0; i < args.size(); ++i) {
         std::string flag = args[i];
         std::optional<std::string> inlineValue;
@@ -134,69 +230,13 @@ ParsedOptions parseOptions(const std::vector<std::string>& args) {
             inlineValue = flag.substr(eq + 1);
             flag.resize(eq);
         }
-        // The flag's value: after '=' or the next argument.
-        auto value = [&](std::string* out) {
-            if (inlineValue.has_value()) {
-                *out = *inlineValue;
-                return true;
-            }
-            if (i + 1 >= args.size()) return false;
-            *out = args[++i];
-            return true;
-        };
-        auto takesNoValue = [&] { return !inlineValue.has_value(); };
-
-        std::string text;
-        std::string error;
-        if (flag == "-h" || flag == "--help") {
-            o.help = true;
-        } else if (flag == "--no-declare" && takesNoValue()) {
-            o.declare = false;
-        } else if (flag == "--history-off" && takesNoValue()) {
-            o.model.historyEnabled = false;
-        } else if (flag == "--omit-values" && takesNoValue()) {
-            o.faults.omitValues = true;
-        } else if (flag == "--die-with-parent" && takesNoValue()) {
-            o.dieWithParent = true;
-        } else if (flag == "--dir") {
-            if (!value(&o.dir) || o.dir.empty()) error = "--dir needs a directory";
-        } else if (flag == "--trace") {
-            if (!value(&o.trace) || o.trace.empty()) error = "--trace needs a file";
-        } else if (flag == "--property") {
-            const size_t eq = value(&text) ? text.find('=') : std::string::npos;
-            if (eq == std::string::npos || eq == 0 ||
-                text.size() - eq - 1 > Properties::kMaxValueLength) {
-                error = "--property needs NAME=VALUE (value up to " +
-                        std::to_string(Properties::kMaxValueLength) + " characters)";
-            } else {
-                o.model.properties[text.substr(0, eq)] = text.substr(eq + 1);
-            }
-        } else if (flag == "--history-size" || flag == "--fail-next" || flag == "--delay-ms" ||
-                   flag == "--exit-after") {
-            std::optional<uint32_t> count = value(&text) ? parseCount(text) : std::nullopt;
-            if (!count.has_value()) {
-                error = flag + " needs a number from 0 to " +
-                        std::to_string(std::numeric_limits<uint32_t>::max());
-            } else if (flag == "--history-size") {
-                o.model.historyCapacity = *count;
-            } else if (flag == "--fail-next") {
-                o.faults.failNext = *count;
-            } else if (flag == "--delay-ms") {
-                o.faults.delayMs = *count;
-            } else {
-                o.faults.exitAfter = *count;
-            }
-        } else if (flag == "--fail-with") {
-            error = value(&text) ? parseFailWith(text, &o.faults) : "--fail-with needs KIND[:CODE]";
-        } else if (flag == "--fail-op") {
-            error = value(&text) ? parseFailOps(text, &o.faults) : "--fail-op needs OP[,OP...]";
-        } else {
-            error = "unknown argument '" + args[i] + "'";
-        }
-        if (!error.empty()) {
-            parsed.error = error;
-            return parsed;
-        }
+        OptionValue value(args, &i, std::move(inlineValue));
+        if (!value.given() && applySwitch(flag, parsed.options)) continue;
+        bool known = true;
+        const std::string error = applyValued(flag, value, parsed.options, &known);
+        if (!known) parsed.error = "unknown argument '" + args[i] + "'";
+        if (!error.empty()) parsed.error = error;
+        if (!parsed.error.empty()) return parsed;
     }
     return parsed;
 }

@@ -22,7 +22,7 @@ JorvRequestData ResourceKey::toRecord(const std::optional<std::string>& value) c
 }
 
 std::string ResourceKey::toString() const {
-    return isPath() ? "path " + quote(path) : formatId(id);
+    return isPath() ? "path " + quotedText(path) : formatId(id);
 }
 
 }  // namespace jorvsim

@@ -72,6 +72,8 @@ bool Simulator::start(std::string* error) {
         }
     }
 
+    // Streamed from before the first call, so that a run cut short still leaves its timeline.
+    if (mTrace != nullptr && !mTrace->stream(mTracePath, error)) return false;
     mDispatcher.start();
     mTimer.start();
     const binder_exception_t published =
@@ -95,13 +97,16 @@ bool Simulator::stop() {
     const bool idle = mGate->waitIdle(kStopTimeout);
     if (!idle) mTranscript.log("a call is still in progress; leaving without cleaning up");
     mTimer.stop();
-    mDispatcher.stop();
+    if (!mDispatcher.stop()) {
+        mTranscript.log("a client's callback has not returned; leaving it behind");
+        return false;
+    }
     return idle;
 }
 
-bool Simulator::writeTrace(std::string* error) const {
+bool Simulator::finishTrace(std::string* error) {
     if (mTrace == nullptr) return true;
-    return mTrace->write(mTracePath, error);
+    return mTrace->finish(error);
 }
 
 void Simulator::apply(Effects effects) {

@@ -36,16 +36,17 @@ public:
     // are served on the process's binder threads, which the caller starts.
     bool start(std::string* error);
     // Stops serving: clients see the service die, calls in progress end, threads stop. False
-    // when a call is still in progress after a long wait: the state it uses must then not be
-    // destroyed. Idempotent.
+    // when a call is still in progress after a long wait, or a client's callback has not returned
+    // within the dispatcher's stop bound: the process must then end without destroying the state
+    // they may use. Idempotent.
     bool stop();
     // True once no call is in progress (waiting up to `timeout`).
     bool waitIdle(std::chrono::milliseconds timeout) { return mGate->waitIdle(timeout); }
 
     Transcript& transcript() { return mTranscript; }
-    // Writes the timeline to the --trace file, if one was asked for; false with the reason when
-    // it cannot be written. Meant for after stop().
-    bool writeTrace(std::string* error) const;
+    // Ends the --trace file, if one was asked for (its events were written as they happened);
+    // false with the reason when it cannot be written. Meant for after stop().
+    bool finishTrace(std::string* error);
 
 private:
     // Carries out what a model call left to do, outside the model's lock.

@@ -1,5 +1,6 @@
 #include "Trace.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -61,13 +62,84 @@ int64_t Trace::micros(TimePoint at) const {
     return std::chrono::duration_cast<std::chrono::microseconds>(at - mOrigin).count();
 }
 
+std::string Trace::headLocked() const {
+    const int64_t origin =
+            std::chrono::duration_cast<std::chrono::microseconds>(mOrigin.time_since_epoch())
+                    .count();
+    return "{\"displayTimeUnit\":\"ms\",\"origin_us\":" + std::to_string(origin) +
+           ",\"traceEvents\":[\n" + processName(mSelf, "jorv-sim");
+}
+
+std::string Trace::tailLocked() const {
+    std::string out;
+    const TimePoint now = mClock.now();
+    for (const auto& entry : mOpen) out += ",\n" + sliceLocked(entry.second, now, "stop");
+    return out + "\n],\"otherData\":{\"capacity\":" + std::to_string(mCapacity) +
+           ",\"dropped\":" + std::to_string(mDropped) + "}}\n";
+}
+
+void Trace::noteClientLocked(pid_t pid) {
+    if (pid == mSelf || !mClients.insert(pid).second) return;
+    if (mFile.ok()) writeLocked(",\n" + processName(pid, "client " + std::to_string(pid)));
+}
+
 void Trace::addLocked(pid_t pid, std::string event) {
-    if (pid != mSelf) mClients.insert(pid);
-    if (mEvents.size() >= mCapacity) {
+    noteClientLocked(pid);
+    if (mKept >= mCapacity) {
         ++mDropped;
         return;
     }
-    mEvents.push_back(std::move(event));
+    ++mKept;
+    if (mFile.ok()) {
+        writeLocked(",\n" + event);
+    } else {
+        mEvents.push_back(std::move(event));
+    }
+}
+
+// One write per event: what was written survives the process's sudden end.
+void Trace::writeLocked(const std::string& text) {
+    if (mWriteError != 0) return;
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t n = ::write(mFile.get(), text.data() + done, text.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            mWriteError = n < 0 ? errno : EIO;
+            return;
+        }
+        done += static_cast<size_t>(n);
+    }
+}
+
+bool Trace::stream(const std::string& path, std::string* error) {
+    Lock lock(mLock);
+    mFile.reset(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    if (!mFile.ok()) {
+        *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    writeLocked(headLocked());
+    for (const pid_t pid : mClients) {
+        writeLocked(",\n" + processName(pid, "client " + std::to_string(pid)));
+    }
+    for (const std::string& event : mEvents) writeLocked(",\n" + event);
+    mEvents.clear();
+    if (mWriteError == 0) return true;
+    *error = "cannot write the trace to " + path + ": " + std::strerror(mWriteError);
+    return false;
+}
+
+bool Trace::finish(std::string* error) {
+    Lock lock(mLock);
+    if (!mFile.ok()) return true;
+    writeLocked(tailLocked());
+    mOpen.clear();
+    if (mWriteError == 0 && close(mFile.release()) != 0) mWriteError = errno;
+    mFile.reset();
+    if (mWriteError == 0) return true;
+    *error = std::string("cannot write the trace: ") + std::strerror(mWriteError);
+    return false;
 }
 
 pid_t Trace::ownerLocked(int32_t handle) const {
@@ -79,7 +151,7 @@ void Trace::begin(int32_t handle, pid_t pid, const std::string& name) {
     Lock lock(mLock);
     mOpen[handle] = Open{handle, pid, name, mClock.now()};
     mOwners[handle] = pid;
-    mClients.insert(pid);
+    noteClientLocked(pid);
 }
 
 void Trace::end(int32_t handle, const char* how, TimePoint at) {
@@ -144,32 +216,12 @@ void Trace::death(int32_t handle, const std::string& detail) {
 
 std::string Trace::json() const {
     Lock lock(mLock);
-    const TimePoint now = mClock.now();
-    std::string out = "{\"traceEvents\":[\n" + processName(mSelf, "jorv-sim");
+    std::string out = headLocked();
     for (const pid_t pid : mClients) {
         out += ",\n" + processName(pid, "client " + std::to_string(pid));
     }
     for (const std::string& event : mEvents) out += ",\n" + event;
-    for (const auto& entry : mOpen) out += ",\n" + sliceLocked(entry.second, now, "stop");
-    out += "\n],\"displayTimeUnit\":\"ms\",\"otherData\":{\"capacity\":" +
-           std::to_string(mCapacity) + ",\"dropped\":" + std::to_string(mDropped) + "}}\n";
-    return out;
-}
-
-bool Trace::write(const std::string& path, std::string* error) const {
-    const std::string text = json();
-    FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) {
-        *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
-        return false;
-    }
-    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    const bool closed = std::fclose(file) == 0;
-    if (!written || !closed) {
-        *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
-        return false;
-    }
-    return true;
+    return out + tailLocked();
 }
 
 }  // namespace jorvsim

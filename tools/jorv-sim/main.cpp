@@ -1,5 +1,6 @@
 // jorv-sim: the reference IJorv service for the host. Parses the command line, runs the service
 // until SIGTERM, SIGINT or the end that --exit-after sets, and stops it cleanly.
+#include <android-base/unique_fd.h>
 #include <android/binder_process.h>
 #include <errno.h>
 #include <hostbinder/control.h>
@@ -19,11 +20,10 @@
 
 #include "Options.h"
 #include "Simulator.h"
-#include "UniqueFd.h"
 
 namespace {
 
-using jorvsim::UniqueFd;
+using android::base::unique_fd;
 
 // After the last call that --exit-after allows, the runtime still has to send its reply once our
 // code has returned; there is no hook for that moment, so the exit waits this long after the call.
@@ -48,6 +48,17 @@ std::string waitForStop(int signals, int exitDue) {
     }
 }
 
+// Blocks SIGTERM and SIGINT before any thread starts, so every thread inherits the mask and the
+// signals reach only the returned signalfd: nothing runs in a signal handler.
+unique_fd stopSignalFd() {
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGINT);
+    if (pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return unique_fd();
+    return unique_fd(signalfd(-1, &stopSignals, SFD_CLOEXEC));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -63,19 +74,11 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    // Blocked before any thread starts, so every thread inherits the mask and the signals reach
-    // only the signalfd: nothing runs in a signal handler.
-    sigset_t stopSignals;
-    sigemptyset(&stopSignals);
-    sigaddset(&stopSignals, SIGTERM);
-    sigaddset(&stopSignals, SIGINT);
-    if (pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0) return 1;
+    unique_fd signals = stopSignalFd();
     // A transcript reader that goes away must not kill the service.
     signal(SIGPIPE, SIG_IGN);
     if (options.dieWithParent) prctl(PR_SET_PDEATHSIG, SIGTERM);
-
-    UniqueFd signals(signalfd(-1, &stopSignals, SFD_CLOEXEC));
-    UniqueFd exitDue(eventfd(0, EFD_CLOEXEC));
+    unique_fd exitDue(eventfd(0, EFD_CLOEXEC));
     if (!signals.ok() || !exitDue.ok()) {
         std::perror("jorv-sim: signalfd/eventfd");
         return 1;
@@ -105,7 +108,7 @@ int main(int argc, char** argv) {
         std::this_thread::sleep_for(kReplyGrace);
     }
     const bool clean = simulator.stop();
-    if (!simulator.writeTrace(&error)) simulator.transcript().log(error);
+    if (!simulator.finishTrace(&error)) simulator.transcript().log(error);
     simulator.transcript().exit(clean ? 0 : 1, reason);
     if (!clean) {
         // A call still uses the service's state; leave without destroying it.

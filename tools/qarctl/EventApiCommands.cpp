@@ -48,7 +48,7 @@ Command eventAcquireCommand() {
                 const int32_t handle = (oneWay ? QarEventAcquireOneWay : QarEventAcquire)(
                         cmdid, optionText(args, "pkg"), optionText(args, "identity"),
                         timeoutOf(args), resources);
-                ctx.out.result(oneWay ? "QarEventAcquireOneWay" : "QarEventAcquire", handle);
+                ctx.out.idResult(oneWay ? "QarEventAcquireOneWay" : "QarEventAcquire", handle);
                 return statusOf(handle);
             }};
 }
@@ -65,13 +65,13 @@ Command resAcquireCommand() {
                     const int32_t handle =
                             QarPlatformResAcquire(resources, 0, optionText(args, "identity"),
                                                   optionText(args, "pkg"), timeoutOf(args));
-                    ctx.out.result("QarPlatformResAcquire", handle);
+                    ctx.out.idResult("QarPlatformResAcquire", handle);
                     return statusOf(handle);
                 }
                 if (args.option("pkg")) throw UsageError("--pkg needs --platform");
                 const int32_t handle =
                         QarResAcquire(resources, 0, optionText(args, "identity"), timeoutOf(args));
-                ctx.out.result("QarResAcquire", handle);
+                ctx.out.idResult("QarResAcquire", handle);
                 return statusOf(handle);
             }};
 }
@@ -138,8 +138,8 @@ Command qarStateCommand() {
                 args.expectCount(1, 1);
                 std::string value;
                 QarResStateRequest(parseInt32(args.at(0, "opcode"), "opcode"), value);
-                ctx.out.result("QarResStateRequest", value.empty() ? 1 : 0,
-                               Fields().add("value", value));
+                // It returns nothing; an empty value is how it says the read failed.
+                ctx.out.voidResult("QarResStateRequest", Fields().add("value", value));
                 return value.empty() ? 1 : 0;
             }};
 }
@@ -241,7 +241,7 @@ Command randomHandleCommand() {
             [](Context& ctx, const Args& args) {
                 args.expectCount(0, 0);
                 const int32_t handle = qarGetRandomHandle();
-                ctx.out.result("qarGetRandomHandle", handle);
+                ctx.out.idResult("qarGetRandomHandle", handle);
                 return statusOf(handle);
             }};
 }

@@ -9,6 +9,7 @@
 
 #include "Command.h"
 #include "JorvHalclient.h"
+#include "JorvParcelMarker.h"
 #include "Waiting.h"
 
 namespace qarctl {
@@ -110,28 +111,44 @@ bool followAfterDeath(Context& ctx, const Args& args) {
     return true;
 }
 
+// Right after the service died the library may still be calling the lost service, and a
+// registration fails; once it noticed, the next one waits for the service to come back. Pauses
+// before that next try; false when interrupted.
+bool pauseBeforeRetry() {
+    constexpr milliseconds kRetryPause{100};
+    forgetServiceDeath();
+    EventCounter().waitFor(1, kRetryPause);
+    return interruptStatus() == 0;
+}
+
 // Registers with `listen` (which prints its result and returns the handle) and prints callbacks
 // until --count of them arrived or the user interrupts, then ends the listening. When the service
 // dies it says so and fails, or with --follow registers again once the service is back.
 int listenUntilDone(Context& ctx, const std::function<int()>& listen, EventCounter& counter,
                     const Args& args) {
     const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
+    int lost = -1;  // the listening the service's death took, while following
     for (;;) {
         const int handle = listen();
-        if (handle < 0) return 1;
+        if (handle < 0) {
+            if (lost < 0 || !pauseBeforeRetry()) return 1;
+            jorvHalclient::jorvResListeningUnRegister(lost);
+            continue;
+        }
         ctx.out.note(count > 0 ? "waiting for " + std::to_string(count) + " callback(s)"
                                : "listening; interrupt to stop");
         const bool reached =
                 counter.waitFor(count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
         if (serviceDied() && !reached && interruptStatus() == 0) {
             if (!followAfterDeath(ctx, args)) return 1;
+            lost = handle;
             // The library keeps the lost listening and would refuse the same one again; this
             // waits for the service, as the registration after it does.
             jorvHalclient::jorvResListeningUnRegister(handle);
             continue;
         }
         const int result = jorvHalclient::jorvResListeningUnRegister(handle);
-        ctx.out.result("jorvResListeningUnRegister", result, Fields().add("handle", handle));
+        ctx.out.result("jorvResListeningUnRegister", result, Fields().addId("handle", handle));
         return count > 0 && !reached ? 1 : 0;
     }
 }
@@ -144,13 +161,13 @@ int sendRequest(Context& ctx, const Args& args, const char* name, const char* ca
                 const std::function<int(const std::shared_ptr<Callback>&)>& send) {
     if (!args.flag("wait-callback")) {
         const int handle = send(nullptr);
-        ctx.out.result(name, handle);
+        ctx.out.idResult(name, handle);
         return statusOf(handle);
     }
     EventCounter counter;
     auto callback = std::make_shared<Callback>(ctx.out, counter);
     const int handle = send(callback);
-    ctx.out.result(callbackName, handle);
+    ctx.out.idResult(callbackName, handle);
     return awaitAnswer(ctx, handle, counter, args);
 }
 
@@ -255,7 +272,7 @@ Command listenCommand() {
                             static_cast<int>(
                                     args.intOption("param5", getpid(), kInt32Min, kInt32Max)),
                             callback);
-                    ctx.out.result("jorvResListeningRegister", handle);
+                    ctx.out.idResult("jorvResListeningRegister", handle);
                     return handle;
                 };
                 return listenUntilDone(ctx, listen, counter, args);
@@ -309,15 +326,18 @@ Command thermalListenCommand() {
                 const int count = static_cast<int>(args.intOption("count", 0, 0, kInt32Max));
                 int handle = -1;
                 bool reached = false;
+                bool following = false;
                 for (;;) {
                     auto callback = std::make_shared<PrintingCallback>(ctx.out, counter);
                     handle = jorvHalclient::jorvThermalListeningRegister(ids, callback);
-                    ctx.out.result("jorvThermalListeningRegister", handle);
+                    ctx.out.idResult("jorvThermalListeningRegister", handle);
+                    if (handle < 0 && following && pauseBeforeRetry()) continue;
                     if (handle < 0) return 1;
                     reached = counter.waitFor(
                             count, milliseconds(args.intOption("timeout-ms", 0, 0, kMaxMs)));
                     if (!serviceDied() || reached || interruptStatus() != 0) break;
                     if (!followAfterDeath(ctx, args)) return 1;
+                    following = true;
                     jorvHalclient::jorvThermalListeningUnregister(handle);
                     jorvHalclient::jorvResListeningUnRegister(handle);
                 }
@@ -425,11 +445,11 @@ Command pathListenCommand() {
                     if (args.flag("map")) {
                         handle = jorvHalclient::jorv_res_listening_register_map_by_path(
                                 request, param5, callback);
-                        ctx.out.result("jorv_res_listening_register_map_by_path", handle);
+                        ctx.out.idResult("jorv_res_listening_register_map_by_path", handle);
                     } else {
                         handle = jorvHalclient::jorv_res_listening_register_by_path(paths, param5,
                                                                                     callback);
-                        ctx.out.result("jorv_res_listening_register_by_path", handle);
+                        ctx.out.idResult("jorv_res_listening_register_by_path", handle);
                     }
                     return handle;
                 };
@@ -531,6 +551,30 @@ Command initCommand() {
             }};
 }
 
+Command zdbdebugCommand() {
+    return {"zdbdebug-mark",
+            "[PATH...]",
+            "tag a request parcel holding PATHs for debug handling and print its paths "
+            "(jorv_add_zdbdebug_for_request_parcel; sends nothing)",
+            {},
+            {},
+            [](Context& ctx, const Args& args) {
+                ::aidl::vendor::vemra::hardware::jorv::JorvRequestParcel parcel;
+                parcel.paths = std::vector<std::optional<std::string>>(args.positional().begin(),
+                                                                       args.positional().end());
+                jorvHalclient::jorv_add_zdbdebug_for_request_parcel(parcel);
+                std::vector<std::string> paths;
+                if (parcel.paths.has_value()) {
+                    for (const std::optional<std::string>& path : *parcel.paths) {
+                        paths.push_back(path.value_or(""));
+                    }
+                }
+                ctx.out.voidResult("jorv_add_zdbdebug_for_request_parcel",
+                                   Fields().add("paths", paths));
+                return 0;
+            }};
+}
+
 }  // namespace
 
 std::vector<Command> halclientCommands() {
@@ -542,7 +586,7 @@ std::vector<Command> halclientCommands() {
             pathRequestCommand(),   pathStateCommand(),
             pathListenCommand(),    dumpCommand(),
             historyRecordCommand(), propGetCommand(),
-            propSetCommand()};
+            propSetCommand(),       zdbdebugCommand()};
 }
 
 }  // namespace qarctl

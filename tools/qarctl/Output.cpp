@@ -2,15 +2,13 @@
 
 #include <cstdio>
 
+#include "../common/Escape.h"
+
 namespace qarctl {
 
 namespace {
 
-std::string hexId(int32_t id) {
-    char buffer[16];
-    snprintf(buffer, sizeof(buffer), "%#x", static_cast<uint32_t>(id));
-    return buffer;
-}
+using toolscommon::jsonString;
 
 template <typename Range>
 std::pair<std::string, std::string> renderResources(const Range& resources) {
@@ -22,7 +20,7 @@ std::pair<std::string, std::string> renderResources(const Range& resources) {
             text += " ";
         }
         json += "{\"id\":" + std::to_string(resource.id);
-        if (resource.value) json += ",\"value\":" + jsonQuote(*resource.value);
+        if (resource.value) json += ",\"value\":" + jsonString(*resource.value);
         json += "}";
         text += resourceText(resource);
     }
@@ -31,37 +29,18 @@ std::pair<std::string, std::string> renderResources(const Range& resources) {
 
 }  // namespace
 
-std::string jsonQuote(const std::string& text) {
-    std::string out = "\"";
-    for (unsigned char c : text) {
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            default:
-                if (c < 0x20) {
-                    char buffer[8];
-                    snprintf(buffer, sizeof(buffer), "\\u%04x", c);
-                    out += buffer;
-                } else {
-                    out += static_cast<char>(c);
-                }
-        }
-    }
-    return out + "\"";
+std::string idText(int32_t id) {
+    if (id < 0) return std::to_string(id);
+    char buffer[16];
+    snprintf(buffer, sizeof(buffer), "0x%08x", static_cast<uint32_t>(id));
+    return buffer;
 }
 
 std::string resourceText(const QarClient::Resource& resource) {
-    return resource.value ? hexId(resource.id) + "=" + *resource.value : hexId(resource.id);
+    // Resource ids are opcodes with the top bit often set: always their 32-bit pattern.
+    char id[16];
+    snprintf(id, sizeof(id), "0x%08x", static_cast<uint32_t>(resource.id));
+    return resource.value ? id + ("=" + *resource.value) : std::string(id);
 }
 
 Fields& Fields::add(const std::string& name, int64_t value) {
@@ -69,8 +48,13 @@ Fields& Fields::add(const std::string& name, int64_t value) {
     return *this;
 }
 
+Fields& Fields::addId(const std::string& name, int32_t id) {
+    mFields.push_back({name, std::to_string(id), idText(id)});
+    return *this;
+}
+
 Fields& Fields::add(const std::string& name, const std::string& value) {
-    mFields.push_back({name, jsonQuote(value), jsonQuote(value)});
+    mFields.push_back({name, jsonString(value), jsonString(value)});
     return *this;
 }
 
@@ -81,7 +65,8 @@ Fields& Fields::addBool(const std::string& name, bool value) {
 
 Fields& Fields::add(const std::string& name, const std::vector<std::string>& values) {
     std::string json = "[";
-    for (const std::string& value : values) json += (json.size() > 1 ? "," : "") + jsonQuote(value);
+    for (const std::string& value : values)
+        json += (json.size() > 1 ? "," : "") + jsonString(value);
     json += "]";
     mFields.push_back({name, json, json});
     return *this;
@@ -91,7 +76,7 @@ Fields& Fields::add(const std::string& name, const std::map<std::string, std::st
     std::string json = "{";
     std::string text = "{";
     for (const auto& [key, value] : values) {
-        json += (json.size() > 1 ? "," : "") + jsonQuote(key) + ":" + jsonQuote(value);
+        json += (json.size() > 1 ? "," : "") + jsonString(key) + ":" + jsonString(value);
         text += (text.size() > 1 ? " " : "") + key + "=" + value;
     }
     mFields.push_back({name, json + "}", text + "}"});
@@ -113,7 +98,7 @@ Fields& Fields::add(const std::string& name, const std::vector<QarClient::Resour
 std::string Fields::json() const {
     std::string out = "{";
     for (const Field& field : mFields) {
-        out += (out.size() > 1 ? "," : "") + jsonQuote(field.name) + ":" + field.json;
+        out += (out.size() > 1 ? "," : "") + jsonString(field.name) + ":" + field.json;
     }
     return out + "}";
 }
@@ -126,28 +111,35 @@ std::string Fields::text() const {
 }
 
 void Output::result(const std::string& call, int64_t value, const Fields& fields) {
-    if (mJson) {
-        std::string json = fields.json();
-        const std::string head =
-                "{\"call\":" + jsonQuote(call) + ",\"result\":" + std::to_string(value);
-        print(head + (json.size() > 2 ? "," + json.substr(1) : "}"));
-    } else {
-        const std::string text = fields.text();
-        print(call + " -> " + std::to_string(value) + (text.empty() ? "" : "  " + text));
-    }
+    printRecord("{\"call\":" + jsonString(call) + ",\"result\":" + std::to_string(value),
+                call + " -> " + std::to_string(value), fields);
 }
 
-void Output::voidResult(const std::string& call) {
-    print(mJson ? "{\"call\":" + jsonQuote(call) + "}" : call + " done");
+void Output::idResult(const std::string& call, int32_t id, const Fields& fields) {
+    printRecord("{\"call\":" + jsonString(call) + ",\"result\":" + std::to_string(id),
+                call + " -> " + idText(id), fields);
+}
+
+void Output::voidResult(const std::string& call, const Fields& fields) {
+    printRecord("{\"call\":" + jsonString(call), call + " done", fields);
 }
 
 void Output::event(const std::string& kind, const Fields& fields) {
     if (mJson) {
-        std::string json = fields.json();
-        const std::string head = "{\"event\":" + jsonQuote(kind);
-        print(head + (json.size() > 2 ? "," + json.substr(1) : "}"));
+        printRecord("{\"event\":" + jsonString(kind), "", fields);
     } else {
         print(kind + ": " + fields.text());
+    }
+}
+
+void Output::printRecord(const std::string& jsonHead, const std::string& textHead,
+                         const Fields& fields) {
+    if (mJson) {
+        const std::string json = fields.json();
+        print(jsonHead + (json.size() > 2 ? "," + json.substr(1) : "}"));
+    } else {
+        const std::string text = fields.text();
+        print(textHead + (text.empty() ? "" : "  " + text));
     }
 }
 

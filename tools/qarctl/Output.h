@@ -11,6 +11,8 @@
 
 #include "QarResource.h"
 
+// Texts are quoted by jsonString() in both forms: one line, valid UTF-8, whatever they hold.
+
 namespace qarctl {
 
 // Named fields of one printed record, in order. Each value is kept twice: as JSON text and as
@@ -18,6 +20,8 @@ namespace qarctl {
 class Fields {
 public:
     Fields& add(const std::string& name, int64_t value);
+    // A handle or request id: a number in JSON, idText() in text.
+    Fields& addId(const std::string& name, int32_t id);
     Fields& add(const std::string& name, const std::string& value);
     Fields& add(const std::string& name, const char* value) {
         return add(name, std::string(value));
@@ -42,8 +46,9 @@ private:
     std::vector<Field> mFields;
 };
 
-std::string jsonQuote(const std::string& text);
-// "0x40=7" or "0x40" for an absent value.
+// An id as people read it: 0x%08x, or the decimal failure code (-1, -2) for a negative one.
+std::string idText(int32_t id);
+// "0x00000040=7" or "0x00000040" for an absent value.
 std::string resourceText(const QarClient::Resource& resource);
 
 // Prints records to stdout, as JSON lines or as text, one record per line. Thread-safe: callbacks
@@ -55,9 +60,11 @@ public:
 
     // The outcome of one library call: "<call> -> <result>  fields".
     void result(const std::string& call, int64_t value, const Fields& fields = Fields());
+    // The outcome of a call that returns a handle or request id: as result(), the id in idText().
+    void idResult(const std::string& call, int32_t id, const Fields& fields = Fields());
+    // A call that returns nothing: "<call> done  fields", or JSON without a "result" field.
+    void voidResult(const std::string& call, const Fields& fields = Fields());
     // Something else that happened ("callback", "explain", ...).
-    // A call that returns nothing: "CALL done", or JSON without a "result" field.
-    void voidResult(const std::string& call);
     void event(const std::string& kind, const Fields& fields);
     // One line of text from elsewhere (the stand-in service's transcript): "<kind>: <text>", or
     // {"event": kind, "line": text}.
@@ -68,6 +75,9 @@ public:
     void note(const std::string& text);
 
 private:
+    // `head` then the fields: JSON members after the head's, or text after two blanks.
+    void printRecord(const std::string& jsonHead, const std::string& textHead,
+                     const Fields& fields);
     void print(const std::string& line);
 
     const bool mJson;

@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "QarEventApi.h"
+#include "QarPayloadBuilders.h"
 #include "QarWrapper.h"
 
 namespace qarctl {
@@ -44,7 +45,7 @@ Command acquireCommand() {
                         args.at(0, "action name"), args.option("scene").value_or(""),
                         args.option("identity").value_or(""),
                         static_cast<int32_t>(args.intOption("timeout", 0, kInt32Min, kInt32Max)));
-                ctx.out.result("QarEventAcquireWrapper", handle);
+                ctx.out.idResult("QarEventAcquireWrapper", handle);
                 return statusOf(handle);
             }};
 }
@@ -60,7 +61,7 @@ Command releaseCommand() {
                 const int32_t handle = parseInt32(args.at(0, "handle"), "handle");
                 const bool direct = args.flag("event-api");
                 (direct ? QarRelease : QarReleaseWapper)(handle);
-                ctx.out.result(direct ? "QarRelease" : "QarReleaseWapper", 0);
+                ctx.out.voidResult(direct ? "QarRelease" : "QarReleaseWapper");
                 return 0;
             }};
 }
@@ -85,10 +86,26 @@ Command notifyCommand() {
             }};
 }
 
+Command gameUpgradeClearCommand() {
+    return {"game-upgrade-clear",
+            "RULE_ID STATUS",
+            "switch a rule with the records that reset the game upgrade (clrGameUpgradeMode)",
+            {},
+            {},
+            [](Context& ctx, const Args& args) {
+                args.expectCount(2, 2);
+                clrGameUpgradeMode(parseInt32(args.at(0, "rule id"), "rule id"),
+                                   parseInt32(args.at(1, "status"), "status"));
+                ctx.out.voidResult("clrGameUpgradeMode");
+                return 0;
+            }};
+}
+
 }  // namespace
 
 std::vector<Command> wrapperCommands() {
-    return {acquireCommand(), releaseCommand(), notifyCommand(), actionsCommand()};
+    return {acquireCommand(), releaseCommand(), notifyCommand(), actionsCommand(),
+            gameUpgradeClearCommand()};
 }
 
 }  // namespace qarctl

@@ -2,6 +2,8 @@
 //
 //   qarctl [--json] [--explain] [--quiet] [--wait-ms N] COMMAND [ARGS...]
 //
+// The global options may also follow the command and its arguments.
+//
 // Exit status: 0 when the call succeeded, 1 when it reported failure (or the service is declared
 // but not running after --wait-ms), 2 on usage errors, 130 on SIGINT and 143 on SIGTERM.
 
@@ -14,7 +16,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -23,6 +24,7 @@
 
 #include "Command.h"
 #include "Explain.h"
+#include "GlobalOptions.h"
 #include "Reasons.h"
 #include "Waiting.h"
 
@@ -46,7 +48,8 @@ void printUsage(FILE* to, const std::vector<Command>& commands) {
     fprintf(to,
             "usage: qarctl [--json] [--explain] [--quiet] COMMAND [ARGS...]\n"
             "       qarctl [--json] [--explain] [--quiet] shell   (one command per line of stdin)\n"
-            "       qarctl COMMAND --help\n\n"
+            "       qarctl COMMAND --help\n"
+            "The options may stand anywhere on the line, before or after the command.\n\n"
             "  --json     print one JSON object per line\n"
             "  --explain  run the call against an in-process recording service and print what\n"
             "             the library sends, one line per transaction\n"
@@ -142,35 +145,20 @@ int runShell(const std::vector<Command>& commands, Output& out) {
     return 0;
 }
 
-int run(int argc, char** argv) {
+int run(const GlobalOptions& options) {
     const std::vector<Command> commands = allCommands();
-    bool json = false;
-    bool explain = false;
-    int i = 1;
-    for (; i < argc && argv[i][0] == '-'; ++i) {
-        const std::string option = argv[i];
-        if (option == "--json") {
-            json = true;
-        } else if (option == "--explain") {
-            explain = true;
-        } else if (option == "--quiet" || option == "-q") {
-            // Applied in main, before the first log line.
-        } else if (option == "--help" || option == "-h") {
-            printUsage(stdout, commands);
-            return 0;
-        } else {
-            fprintf(stderr, "qarctl: unknown option %s\n", option.c_str());
-            printUsage(stderr, commands);
-            return kUsageStatus;
-        }
+    if (options.help) {
+        printUsage(stdout, commands);
+        return 0;
     }
-    if (i >= argc) {
+    if (!options.error.empty() || options.command.empty()) {
+        if (!options.error.empty()) fprintf(stderr, "qarctl: %s\n", options.error.c_str());
         printUsage(stderr, commands);
         return kUsageStatus;
     }
-    Output out(json);
+    Output out(options.json);
     std::unique_ptr<ExplainSession> session;
-    if (explain) {
+    if (options.explain) {
         std::string error;
         session = startExplainSession(out, &error);
         if (session == nullptr) {
@@ -178,32 +166,10 @@ int run(int argc, char** argv) {
             return 1;
         }
     }
-    const std::string name = argv[i];
-    const std::vector<std::string> words(argv + i + 1, argv + argc);
+    const std::string& name = options.command[0];
+    const std::vector<std::string> words(options.command.begin() + 1, options.command.end());
     if (name == "shell") return runShell(commands, out);
     return runCommand(commands, name, words, out);
-}
-
-// Takes "--wait-ms N" or "--wait-ms=N" out of the global options (before COMMAND). False when
-// its value is not a number of milliseconds.
-bool takeWaitOption(int& argc, char** argv) {
-    for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
-        const bool joined = strncmp(argv[i], "--wait-ms=", 10) == 0;
-        if (!joined && strcmp(argv[i], "--wait-ms") != 0) continue;
-        if (!joined && i + 1 >= argc) return false;
-        const char* value = joined ? argv[i] + 10 : argv[i + 1];
-        try {
-            setWaitBound(parseNumber(value, "--wait-ms", 0, kMaxMs));
-        } catch (const UsageError& e) {
-            fprintf(stderr, "qarctl: %s\n", e.what());
-            return false;
-        }
-        const int taken = joined ? 1 : 2;
-        for (int j = i; j + taken <= argc; ++j) argv[j] = argv[j + taken];
-        argc -= taken;
-        return true;
-    }
-    return true;
 }
 
 const std::string& jorvInstance() {
@@ -223,13 +189,13 @@ bool declaredButNotRunning() {
 // Runs the command on a worker thread: the library blocks in its wait for a declared service
 // with no bound, so this thread checks the service each --wait-ms and gives up when it is still
 // not running.
-int runBounded(int argc, char** argv, bool json) {
+int runBounded(const GlobalOptions& options) {
     std::mutex mutex;
     std::condition_variable cond;
     bool finished = false;
     int status = 0;
     std::thread worker([&] {
-        const int result = run(argc, argv);
+        const int result = run(options);
         std::lock_guard<std::mutex> lock(mutex);
         status = result;
         finished = true;
@@ -245,7 +211,7 @@ int runBounded(int argc, char** argv, bool json) {
                    waitBound() > 0 && gInCommand && declaredButNotRunning()) {
             fprintf(stderr, "qarctl: %s is declared but not running (waited %lld ms)\n",
                     jorvInstance().c_str(), static_cast<long long>(bound));
-            printf(json ? "{\"event\":\"reason\",\"reason\":\"%s\"}\n" : "reason: %s\n",
+            printf(options.json ? "{\"event\":\"reason\",\"reason\":\"%s\"}\n" : "reason: %s\n",
                    "service declared but not running");
             fflush(stdout);
             fflush(stderr);
@@ -266,18 +232,11 @@ int main(int argc, char** argv) {
     // The service's callbacks (--wait-callback, listen, thermal-listen) and its death notice reach
     // the library only on binder threads this process provides.
     ABinderProcess_startThreadPool();
-    bool quiet = false;
-    bool json = false;
-    for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
-        quiet = quiet || strcmp(argv[i], "--quiet") == 0 || strcmp(argv[i], "-q") == 0;
-        json = json || strcmp(argv[i], "--json") == 0;
-    }
-    qarctl::installLogWatch(quiet);
-    if (!qarctl::takeWaitOption(argc, argv)) {
-        fprintf(stderr, "qarctl: --wait-ms takes a number of milliseconds (0: no bound)\n");
-        _exit(2);
-    }
-    const int status = qarctl::runBounded(argc, argv, json);
+    const qarctl::GlobalOptions options =
+            qarctl::parseGlobalOptions(std::vector<std::string>(argv + 1, argv + argc));
+    qarctl::installLogWatch(options.quiet);
+    qarctl::setWaitBound(options.waitMs);
+    const int status = qarctl::runBounded(options);
     // Binder threads run until the process ends and may still be delivering a death notice to
     // the library; running static destructors under them would race. Leave without them.
     fflush(stdout);

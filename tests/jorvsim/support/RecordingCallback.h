@@ -38,4 +38,25 @@ private:
     std::vector<jorvsim::DataList> mCalls;
 };
 
+// Records its calls, and blocks in each one until released.
+class HungCallback : public RecordingCallback {
+public:
+    ::ndk::ScopedAStatus onCallback(const jorvsim::DataList& data) override {
+        RecordingCallback::onCallback(data);
+        std::unique_lock<std::mutex> lock(mMutex);
+        mReleased.wait(lock, [this] { return mFree; });
+        return ::ndk::ScopedAStatus::ok();
+    }
+    void release() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mFree = true;
+        mReleased.notify_all();
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mReleased;
+    bool mFree = false;
+};
+
 }  // namespace jorvsimtest

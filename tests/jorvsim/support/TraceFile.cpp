@@ -1,17 +1,15 @@
 #include "support/TraceFile.h"
 
-#include <stdio.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <sstream>
+
+#include "support/StrictJson.h"
 
 namespace jorvsimtest {
 namespace {
 
-// Prints one line per event, fields separated by tabs (and args as key=value pairs separated by
-// \x1f), then "other" lines and "ok"; exits non-zero with the reason on a bad file.
+// Checks the event shape every viewer needs, then prints each event as one flat JSON object
+// (args as "args.NAME") and the otherData last ("other.NAME"), for the strict line reader.
 constexpr const char kChecker[] = R"(
 import json, sys
 def no_constant(name): raise ValueError("not JSON: " + name)
@@ -19,60 +17,28 @@ def no_duplicates(pairs):
     keys = [k for k, _ in pairs]
     if len(keys) != len(set(keys)): raise ValueError("duplicate key in " + repr(keys))
     return dict(pairs)
-text = open(sys.argv[1], encoding="utf-8").read()
+text = open(sys.argv[1], "rb").read().decode("utf-8", "strict")
 doc = json.loads(text, parse_constant=no_constant, object_pairs_hook=no_duplicates)
 events = doc["traceEvents"]
 assert isinstance(events, list), "traceEvents is not an array"
-def text_of(v): return v if isinstance(v, str) else json.dumps(v)
 for e in events:
     ph = e["ph"]
     assert ph in ("X", "C", "i", "M"), "unexpected phase " + ph
     assert isinstance(e["pid"], int) and isinstance(e["tid"], int), "pid/tid not integers"
-    ts = e.get("ts", -1)
-    dur = e.get("dur", -1)
-    if ph != "M": assert isinstance(ts, int) and ts >= 0, "bad ts in " + repr(e)
-    if ph == "X": assert isinstance(dur, int) and dur >= 0, "bad dur in " + repr(e)
+    if ph != "M": assert isinstance(e["ts"], int) and e["ts"] >= 0, "bad ts in " + repr(e)
+    if ph == "X": assert isinstance(e["dur"], int) and e["dur"] >= 0, "bad dur in " + repr(e)
     if ph == "C":
         assert all(isinstance(v, (int, float)) for v in e["args"].values()), "counter text"
     if ph == "i": assert e["s"] in ("g", "p", "t"), "bad instant scope"
-    args = "\x1f".join(k + "=" + text_of(v) for k, v in e.get("args", {}).items())
-    fields = [ph, str(e["pid"]), str(e["tid"]), str(ts), str(dur), e["name"], e.get("s", ""), args]
-    assert not any("\t" in f or "\n" in f for f in fields), "tab or newline in " + repr(e)
-    print("\t".join(fields))
-for k, v in doc.get("otherData", {}).items(): print("other\t" + k + "\t" + text_of(v))
-print("ok")
+    flat = {k: e[k] for k in ("ph", "pid", "tid", "ts", "dur", "name", "s") if k in e}
+    flat.update({"args." + k: v for k, v in e.get("args", {}).items()})
+    print(json.dumps(flat))
+print(json.dumps({"other." + k: v for k, v in doc.get("otherData", {}).items()}))
 )";
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::stringstream stream(text);
-    std::string part;
-    while (std::getline(stream, part, separator)) parts.push_back(part);
-    if (!text.empty() && text.back() == separator) parts.emplace_back();
-    return parts;
-}
-
-bool parseLine(const std::string& line, TraceFile* file) {
-    const std::vector<std::string> fields = split(line, '\t');
-    if (fields.size() == 3 && fields[0] == "other") {
-        file->otherData[fields[1]] = fields[2];
-        return true;
-    }
-    if (fields.size() != 8) return false;
-    TraceEvent event{fields[0],
-                     std::stoll(fields[1]),
-                     std::stoll(fields[2]),
-                     std::stoll(fields[3]),
-                     std::stoll(fields[4]),
-                     fields[5],
-                     fields[6],
-                     {}};
-    for (const std::string& arg : split(fields[7], '\x1f')) {
-        const size_t eq = arg.find('=');
-        if (eq != std::string::npos) event.args[arg.substr(0, eq)] = arg.substr(eq + 1);
-    }
-    file->events.push_back(std::move(event));
-    return true;
+int64_t numberOr(const JsonMembers& members, const char* name, int64_t fallback) {
+    const auto it = members.find(name);
+    return it == members.end() ? fallback : std::stoll(it->second);
 }
 
 }  // namespace
@@ -102,39 +68,36 @@ std::optional<std::string> TraceFile::processName(int64_t pid) const {
 }
 
 std::optional<TraceFile> readTraceFile(const std::string& path, std::string* error) {
-    const std::string command =
-            "timeout 60 python3 -c '" + std::string(kChecker) + "' " + path + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        *error = "cannot run python3";
-        return std::nullopt;
-    }
-    std::string output;
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) output.append(buffer, n);
-    const int status = pclose(pipe);
-    const std::vector<std::string> lines = split(output, '\n');
-    TraceFile file;
-    bool ok = status == 0 && lines.size() >= 2 && lines[lines.size() - 2] == "ok";
-    for (size_t i = 0; ok && i + 2 < lines.size(); ++i) ok = parseLine(lines[i], &file);
-    if (!ok) {
-        *error = "not a valid trace: " + output;
-        return std::nullopt;
-    }
-    return file;
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return readTraceText(text.str(), error);
 }
 
 std::optional<TraceFile> readTraceText(const std::string& text, std::string* error) {
-    char path[] = "/tmp/jorvsim-trace-XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0) {
-        *error = "cannot make a temporary file";
+    const std::optional<std::string> flat = runPythonOn(kChecker, text, error);
+    const auto objects = flat ? readStrictJsonLines(*flat, error) : std::nullopt;
+    if (!objects.has_value()) {
+        *error = "not a valid trace: " + *error;
         return std::nullopt;
     }
-    close(fd);
-    std::ofstream(path) << text;
-    std::optional<TraceFile> file = readTraceFile(path, error);
-    unlink(path);
+    TraceFile file;
+    for (const JsonMembers& members : *objects) {
+        TraceEvent event;
+        for (const auto& [key, value] : members) {
+            if (key.rfind("other.", 0) == 0) file.otherData[key.substr(6)] = value;
+            if (key.rfind("args.", 0) == 0) event.args[key.substr(5)] = value;
+        }
+        if (members.count("ph") == 0) continue;
+        event.ph = members.at("ph");
+        event.pid = numberOr(members, "pid", 0);
+        event.tid = numberOr(members, "tid", 0);
+        event.ts = numberOr(members, "ts", -1);
+        event.dur = numberOr(members, "dur", -1);
+        event.name = members.at("name");
+        event.scope = members.count("s") != 0 ? members.at("s") : "";
+        file.events.push_back(std::move(event));
+    }
     return file;
 }
 
