@@ -33,7 +33,8 @@ struct Answer {
     // request's outcome ahead of its handle.
     std::optional<std::vector<JorvRequestData>> callBack;
 
-    bool isOk() const { return kind == Kind::kOk; }
+    // An exception or transport code of 0 makes a success status, as binder's do.
+    bool isOk() const { return kind == Kind::kOk || (code == 0 && kind != Kind::kServiceSpecific); }
     static Answer ok(int32_t value) { return Answer{Kind::kOk, 0, value, {}, {}, {}}; }
     static Answer okData(std::vector<JorvRequestData> data) {
         return Answer{Kind::kOk, 0, {}, std::move(data), {}, {}};
