@@ -321,6 +321,7 @@ TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
             {listed + "2", false},
             {"second/b", true},
             {"second/", false},
+            {"", false},  // the blank line declares nothing
     };
     for (const Case& c : cases) {
         EXPECT_EQ(AServiceManager_isDeclared(c.instance.c_str()), c.declared) << c.instance;

@@ -154,7 +154,6 @@ std::string trim(const std::string& line) {
     return line.substr(begin, end - begin + 1);
 }
 
-// Reads the whole manifest through a close-on-exec descriptor (a stream would not set it).
 std::string manifestPath(const std::string& dir) {
     return dir + "/manifest";
 }
@@ -183,6 +182,7 @@ bool listsInstance(const std::string& text, const std::string& instance) {
     return false;
 }
 
+// Reads the whole manifest through a close-on-exec descriptor (a stream would not set it).
 bool listedInManifest(const std::string& instance) {
     const std::string dir = serviceDir();
     if (!checkServiceDir(dir)) return false;
@@ -273,7 +273,8 @@ AIBinder* AServiceManager_waitForService(const char* instance) {
 bool AServiceManager_isDeclared(const char* instance) {
     hostbinder::ServiceManagerState& s = state();
     s.counters.isDeclared.fetch_add(1, std::memory_order_relaxed);
-    if (instance == nullptr) return false;
+    // No instance has an empty name, whatever blank lines the manifest holds.
+    if (instance == nullptr || *instance == '\0') return false;
     {
         hostbinder::MutexLock lock(s.lock);
         if (s.declared.count(instance) != 0) return true;
