@@ -124,8 +124,7 @@ void CallbackDispatcher::deliver(const std::shared_ptr<Shared>& shared, const vo
         Notification next;
         {
             Lock lock(shared->lock);
-            Client& client = shared->clients.at(key);
-            client.busy = false;
+            Client& client = shared->clients.at(key);  // not busy: cleared after each callback
             if (client.dropped) discarded.swap(client.queue);
             if (client.queue.empty() || shared->abandoned) {
                 binder = std::move(client.binder);
