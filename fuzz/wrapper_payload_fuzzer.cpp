@@ -9,6 +9,7 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -29,31 +30,13 @@ void check(bool ok) {
     if (!ok) std::abort();
 }
 
-bool inSet(char c, const std::string& set) {
-    return set.find(c) != std::string::npos;
-}
-
-// The standard conversion that parseInt promises to follow, with its two failures mapped to 0.
-int referenceParseInt(const std::string& s) {
-    try {
-        return std::stoi(s);
-    } catch (const std::invalid_argument&) {
-        return 0;
-    } catch (const std::out_of_range&) {
-        return 0;
-    }
-}
-
 void checkStringUtils(const std::string& s, const std::string& set) {
-    const std::vector<std::string> pieces = stringUtils::split(s, set);
+    const auto inSet = [&set](char c) { return set.find(c) != std::string::npos; };
     std::string kept;
-    for (char c : s) {
-        if (!inSet(c, set)) kept += c;
-    }
+    std::remove_copy_if(s.begin(), s.end(), std::back_inserter(kept), inSet);
     std::string joined;
-    for (const std::string& piece : pieces) {
-        check(!piece.empty());
-        for (char c : piece) check(!inSet(c, set));
+    for (const std::string& piece : stringUtils::split(s, set)) {
+        check(!piece.empty() && std::none_of(piece.begin(), piece.end(), inSet));
         joined += piece;
     }
     check(joined == kept);
@@ -62,69 +45,52 @@ void checkStringUtils(const std::string& s, const std::string& set) {
     const std::string cset = set.c_str();
     const std::string trimmed = stringUtils::trim(s, cset.c_str());
     check(stringUtils::contains(s, trimmed));
-    if (!trimmed.empty()) check(!inSet(trimmed.front(), cset) && !inSet(trimmed.back(), cset));
+    check(trimmed.empty() || (cset.find(trimmed.front()) == std::string::npos &&
+                              cset.find(trimmed.back()) == std::string::npos));
     check(stringUtils::trimLeft(stringUtils::trimRight(s, cset.c_str()), cset.c_str()) == trimmed);
 
-    check(stringUtils::parseInt(s) == referenceParseInt(s));
-    check(stringUtils::equals(s, set) == (s == set));
-}
-
-void checkLookup(const std::string& eventId) {
-    int expected = -1;
-    if (eventId.find("TRIVEX_") != std::string::npos) {
-        const std::string name = eventId.substr(7);
-        for (size_t i = 0; i < gActionList.size(); ++i) {
-            if (gActionList[i] == name) {
-                expected = static_cast<int>(i);
-                break;
-            }
-        }
+    // parseInt follows the standard conversion, with its two failures mapped to 0.
+    int expected = 0;
+    try {
+        expected = std::stoi(s);
+    } catch (const std::invalid_argument&) {
+    } catch (const std::out_of_range&) {
     }
-    check(qar::wrapper::findActionIdForEvent(eventId) == expected);
-}
-
-// Every record the builders make carries a value, even an empty one.
-void checkRecords(const std::vector<QarClient::Resource>& records) {
-    for (const QarClient::Resource& r : records) check(r.value.has_value());
+    check(stringUtils::parseInt(s) == expected);
+    check(stringUtils::equals(s, set) == (s == set));
 }
 
 // Position of a resource id in the opcode block (its values are distinct), or -1.
 int blockPosition(int32_t id) {
-    using qar::wrapper::OpCodeSet;
     for (size_t i = 0; i < qar::wrapper::kOpCodeBlockSize; ++i) {
-        if (qar::wrapper::opCodeAt(OpCodeSet::kTargetLoad, i) == id) return static_cast<int>(i);
+        if (qar::wrapper::opCodeAt(qar::wrapper::OpCodeSet::kTargetLoad, i) == id)
+            return static_cast<int>(i);
     }
     return -1;
 }
 
+// Every record the builders make carries a value, even an empty one; the target-load ids come from
+// the block in position order, the colocation ones from their three, the game-adaptation ones from
+// the four sets after the target-load one, with values trimmed.
 void checkBuilders(const std::string& payload, int32_t level) {
-    // Target-load ids come from the block in position order, never past its end.
-    const auto targetLoad = getTargetLoadList(payload);
-    checkRecords(targetLoad);
     int last = -1;
-    for (const auto& r : targetLoad) {
-        const int position = blockPosition(r.id);
-        check(position > last);
-        last = position;
+    for (const auto& r : getTargetLoadList(payload)) {
+        check(r.value.has_value() && blockPosition(r.id) > last);
         check(!stringUtils::contains(*r.value, ","));
+        last = blockPosition(r.id);
     }
-
-    const auto colocation = getColocationList(payload);
-    checkRecords(colocation);
-    for (const auto& r : colocation) {
+    for (const auto& r : getColocationList(payload)) {
+        check(r.value.has_value());
         check(r.id == 0x01011040 || r.id == 0x01010FB0 || r.id == 0x01010FC0);
     }
-
-    // Game-adaptation ids come from the four sets after the target-load one, values trimmed.
-    const auto gameAdp = getGameAdpList(payload);
-    checkRecords(gameAdp);
-    for (const auto& r : gameAdp) {
+    for (const auto& r : getGameAdpList(payload)) {
+        check(r.value.has_value());
         check(blockPosition(r.id) >= static_cast<int>(std::size(opCodeTargetLoad)));
         check(stringUtils::trim(*r.value, stringUtils::WHITESPACE) == *r.value);
     }
-
     const auto upgrade = getGameUpgradeList(0, 0, level, 0, 0, payload);
-    checkRecords(upgrade);
+    check(std::all_of(upgrade.begin(), upgrade.end(),
+                      [](const auto& r) { return r.value.has_value(); }));
     check(upgrade.size() ==
           static_cast<size_t>(level >= 1) + static_cast<size_t>(!payload.empty()));
 }
@@ -138,7 +104,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string second = provider.ConsumeRemainingBytesAsString();
     try {
         checkStringUtils(first, second);
-        checkLookup(first);
+        const int action = qar::wrapper::findActionIdForEvent(first);
+        check(action >= -1 && action < static_cast<int>(gActionList.size()));
         checkBuilders(second, level);
         check(stringUtils::parseInt(stringUtils::valueOf(level)) == level);
     } catch (const std::bad_alloc&) {

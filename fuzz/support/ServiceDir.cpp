@@ -10,27 +10,18 @@
 #include "FuzzSupport.h"
 
 namespace qarfuzz {
-namespace {
-
-std::string& serviceDir() {
-    static std::string* const dir = new std::string;
-    return *dir;
-}
-
-void removeServiceDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(serviceDir(), ignored);
-}
-
-}  // namespace
 
 std::string usePrivateServiceDir() {
     char pattern[] = "/tmp/qar-fuzz-XXXXXX";
     check(mkdtemp(pattern) != nullptr, "cannot create a service directory");
-    serviceDir() = pattern;
     HostBinder_setServiceDir(pattern);
     HostBinder_declareInstance("vendor.vemra.hardware.jorv.IJorv/default");
-    std::atexit(removeServiceDir);
+    std::atexit([] {
+        char dir[64] = {};
+        HostBinder_getServiceDir(dir, sizeof(dir));
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    });
     return pattern;
 }
 

@@ -1,13 +1,11 @@
 #pragma once
 
-// A service directory of the fuzzer's own, through the host runtime's control API (host only).
-
 #include <string>
 
 namespace qarfuzz {
 
-// Creates a fresh service directory for this process, declares the client library's instance in
-// it, and removes the directory at exit. Returns its path.
+// Points the host runtime at a fresh service directory of this process, removed at exit, and
+// declares the client library's instance in it. Returns its path.
 std::string usePrivateServiceDir();
 
 }  // namespace qarfuzz
