@@ -1,14 +1,11 @@
-// Fuzzes the host binder runtime's frame reader and connection handling from the outside: each
-// input is sent verbatim, as the bytes a client writes into a fresh connection to a service of this
-// process, after which the client stops sending. Whatever the bytes, the service must close the
-// connection and go on serving everyone else, leaving no descriptor or thread behind. The seeds
-// hold well-formed frame sequences (transactions with the real interface token and arguments,
-// unasked replies, reference drops) to start from. Each input ends only once the service has
-// given back the connection's descriptors, so that none overlaps the next.
+// Fuzzes the host binder runtime's frame reader and connection handling: each input is sent
+// verbatim into a fresh connection to a service of this process, then the client stops sending. The
+// service must close the connection, keep serving its well-formed client and leave no descriptor
+// behind (a connection has no thread of its own: one event loop watches them all). The seeds are
+// well-formed frame sequences to start from.
 
 #include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
-#include <android/binder_process.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -19,35 +16,27 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
 #include <string>
 
+#include "support/FakeService.h"
 #include "support/FuzzSupport.h"
-#include "support/ServiceDir.h"
 #include "support/ServiceEnv.h"
 
 namespace {
 
 using qarfuzz::check;
-using qartest::Answer;
-using qartest::Call;
 using qartest::FakeJorv;
 
 // Bounds one input's traffic well below what the socket buffers hold, so a send never blocks.
 constexpr size_t kMaxSend = 64 * 1024;
 // Only bounds how long a broken runtime keeps the run waiting; a healthy one closes at once.
 constexpr auto kCloseTimeout = std::chrono::seconds(20);
-// Threads leave the process some time after their connection is gone, so they are counted only
-// every so many inputs; the binder pool only grows, up to its cap (the NDK's default).
-constexpr uint64_t kThreadCheckInterval = 512;
-constexpr int kPoolThreadCap = 15;
 
 struct Fixture {
-    std::shared_ptr<FakeJorv> service;
+    FakeJorv* service = nullptr;
     std::shared_ptr<aidl::vendor::vemra::hardware::jorv::IJorv> client;  // must keep being served
     std::string socketPath;
     int baselineFds = 0;
-    int baselineThreads = 0;
     uint64_t inputs = 0;
 };
 
@@ -67,11 +56,6 @@ int countConnectionFds() {
         }
     }
     return n;
-}
-
-int countThreads() {
-    std::filesystem::directory_iterator tasks("/proc/self/task");
-    return static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
 }
 
 // Sends the bytes and stops sending; true once the service has closed its end. What the service
@@ -112,22 +96,18 @@ bool stillServing() {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     qarfuzz::discardLogs();
-    const std::string dir = qarfuzz::usePrivateServiceDir();
-    ABinderProcess_startThreadPool();
+    std::string dir;
     gFixture = new Fixture;
+    gFixture->service = &qarfuzz::publishFakeService(&dir);
     // Answers every call at once with the handle it was given (if any) and calls back any callback
     // it is given: such a callback normally lives behind the very connection being fuzzed, which
     // never answers, so the call ends when that connection does.
-    gFixture->service = ndk::SharedRefBase::make<FakeJorv>();
     gFixture->service->setRecording(false);
-    gFixture->service->setScript([](const Call& call) {
-        Answer answer = Answer::ok(call.ints.empty() ? 1 : call.ints[0]);
+    gFixture->service->setScript([](const qartest::Call& call) {
+        qartest::Answer answer = qartest::Answer::ok(call.ints.empty() ? 1 : call.ints[0]);
         answer.callBack = std::vector<qartest::JorvRequestData>(1);
         return answer;
     });
-    check(AServiceManager_addService(gFixture->service->asBinder().get(), qartest::kInstance) ==
-                  EX_NONE,
-          "cannot publish the service");
     gFixture->client = aidl::vendor::vemra::hardware::jorv::IJorv::fromBinder(
             ndk::SpAIBinder(AServiceManager_checkService(qartest::kInstance)));
     for (const auto& entry : std::filesystem::directory_iterator(dir)) {
@@ -136,7 +116,6 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     check(gFixture->client != nullptr && !gFixture->socketPath.empty() && stillServing(),
           "cannot reach the service");
     gFixture->baselineFds = countConnectionFds();
-    gFixture->baselineThreads = countThreads();
     return 0;
 }
 
@@ -149,12 +128,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(qartest::waitFor([] { return countConnectionFds() <= gFixture->baselineFds; },
                            kCloseTimeout),
           "descriptors were left behind by closed connections");
-    check(gFixture->inputs % kThreadCheckInterval != 0 ||
-                  qartest::waitFor(
-                          [] {
-                              return countThreads() <= gFixture->baselineThreads + kPoolThreadCap;
-                          },
-                          kCloseTimeout),
-          "threads were left behind by closed connections");
     return 0;
 }

@@ -2,7 +2,6 @@
 
 #include <android/log.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -52,25 +51,6 @@ std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider,
         r.extra = consumeText(provider);
     }
     return records;
-}
-
-bool sameRecords(const std::list<QarClient::Resource>& got,
-                 const std::vector<JorvRequestData>& sent) {
-    return std::equal(got.begin(), got.end(), sent.begin(), sent.end(),
-                      [](const QarClient::Resource& r, const JorvRequestData& d) {
-                          return r.id == d.id && r.value == d.value;
-                      });
-}
-
-bool sameRecords(const std::vector<std::string>& values, const std::vector<std::string>& paths,
-                 const std::vector<JorvRequestData>& sent) {
-    if (values.size() != sent.size() || paths.size() != sent.size()) return false;
-    for (size_t i = 0; i < sent.size(); ++i) {
-        if (values[i] != sent[i].value.value_or("") || paths[i] != sent[i].path.value_or("")) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace qarfuzz

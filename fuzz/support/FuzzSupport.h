@@ -6,22 +6,17 @@
 #include <aidl/vendor/vemra/hardware/jorv/JorvRequestData.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <list>
 #include <string>
 #include <vector>
-
-#include "QarResource.h"
 
 namespace qarfuzz {
 
 using ::aidl::vendor::vemra::hardware::jorv::JorvRequestData;
 
-// A broken promise is a finding like a crash: says which one and aborts, so that libFuzzer keeps
-// the input.
+// A broken promise is a finding: says which and aborts, so that libFuzzer keeps the input.
 void check(bool ok, const char* what);
 
-// Sends every log line, down to VERBOSE, to a logger that drops it: the lines are still formatted
-// (their arguments are exercised) but cost no output.
+// Drops every log line, down to VERBOSE, after formatting it (its arguments are exercised).
 void discardLogs();
 
 // Up to `maxLength` bytes folded into 7-bit ASCII, which is always valid UTF-8: the binder runtime
@@ -32,12 +27,5 @@ std::string consumeSendableText(FuzzedDataProvider& provider, size_t maxLength);
 // them), ids often among `asked` (the ids the caller asked about).
 std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider,
                                             const std::vector<int32_t>& asked = {});
-
-// Whether a caller's callback got exactly the records sent: by id their ids and values; by path
-// their values and paths, an absent text as a blank.
-bool sameRecords(const std::list<QarClient::Resource>& got,
-                 const std::vector<JorvRequestData>& sent);
-bool sameRecords(const std::vector<std::string>& values, const std::vector<std::string>& paths,
-                 const std::vector<JorvRequestData>& sent);
 
 }  // namespace qarfuzz
