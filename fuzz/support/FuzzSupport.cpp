@@ -2,7 +2,6 @@
 
 #include <android/log.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -12,9 +11,12 @@ namespace {
 
 void dropLine(const __android_logger_data* /*data*/, const char* /*message*/) {}
 
-std::optional<std::string> consumeOptionalText(FuzzedDataProvider& provider, size_t maxText) {
-    if (!provider.ConsumeBool()) return std::nullopt;
-    return consumeSendableText(provider, maxText);
+std::optional<std::string> consumeText(FuzzedDataProvider& provider) {
+    const int kind = provider.ConsumeIntegralInRange(0, 4);
+    if (kind == 0) return std::nullopt;
+    if (kind == 1) return std::to_string(provider.ConsumeIntegral<int32_t>());
+    if (kind == 2) return std::to_string(provider.ConsumeIntegral<int64_t>());  // out of range
+    return consumeSendableText(provider, 32);
 }
 
 }  // namespace
@@ -36,36 +38,19 @@ void discardLogs() {
     __android_log_set_logger(dropLine);
 }
 
-std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider, size_t maxRecords,
-                                            size_t maxText) {
-    std::vector<JorvRequestData> records(provider.ConsumeIntegralInRange<size_t>(0, maxRecords));
-    for (JorvRequestData& record : records) {
-        record.id = provider.ConsumeIntegral<int32_t>();
-        record.intValue = provider.ConsumeIntegral<int32_t>();
-        record.value = consumeOptionalText(provider, maxText);
-        record.path = consumeOptionalText(provider, maxText);
-        record.extra = consumeOptionalText(provider, maxText);
+std::vector<JorvRequestData> consumeRecords(FuzzedDataProvider& provider,
+                                            const std::vector<int32_t>& asked) {
+    std::vector<JorvRequestData> records(provider.ConsumeIntegralInRange<size_t>(0, 8));
+    for (JorvRequestData& r : records) {
+        r.id = !asked.empty() && provider.ConsumeBool()
+                       ? asked[provider.ConsumeIntegralInRange<size_t>(0, asked.size() - 1)]
+                       : provider.ConsumeIntegral<int32_t>();
+        r.intValue = provider.ConsumeIntegral<int32_t>();
+        r.value = consumeText(provider);
+        r.path = consumeText(provider);
+        r.extra = consumeText(provider);
     }
     return records;
-}
-
-bool deliveredById(const std::list<QarClient::Resource>& got,
-                   const std::vector<JorvRequestData>& sent) {
-    return std::equal(got.begin(), got.end(), sent.begin(), sent.end(),
-                      [](const QarClient::Resource& r, const JorvRequestData& d) {
-                          return r.id == d.id && r.value == d.value;
-                      });
-}
-
-bool deliveredByPath(const std::vector<std::string>& values, const std::vector<std::string>& paths,
-                     const std::vector<JorvRequestData>& sent) {
-    if (values.size() != sent.size() || paths.size() != sent.size()) return false;
-    for (size_t i = 0; i < sent.size(); ++i) {
-        if (values[i] != sent[i].value.value_or("") || paths[i] != sent[i].path.value_or("")) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace qarfuzz
