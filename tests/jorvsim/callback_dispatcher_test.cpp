@@ -4,8 +4,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -20,28 +19,10 @@ using jorvsim::CallbackDispatcher;
 
 constexpr std::chrono::seconds kTimeout{10};
 
-// The handles the dispatcher dropped for being stuck.
-class Drops {
-public:
-    void add(int32_t handle) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mHandles.push_back(handle);
-        mAdded.notify_all();
-    }
-    bool waitFor(size_t count) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        return mAdded.wait_for(lock, kTimeout, [&] { return mHandles.size() >= count; });
-    }
-    std::vector<int32_t> handles() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mHandles;
-    }
-
-private:
-    std::mutex mMutex;
-    std::condition_variable mAdded;
-    std::vector<int32_t> mHandles;
-};
+// Records the handles the dispatcher drops for being stuck, as calls of one record each.
+std::function<void(int32_t)> recordDropsIn(const std::shared_ptr<RecordingCallback>& drops) {
+    return [drops](int32_t handle) { drops->onCallback({idRecord(handle)}); };
+}
 
 Notification note(int32_t handle, std::shared_ptr<jorvsim::IJorvCallback> callback, int32_t id) {
     return Notification{handle, std::move(callback), DataList{idRecord(id)}};
@@ -54,11 +35,10 @@ std::vector<int32_t> ids(const std::vector<DataList>& calls) {
 }
 
 TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient) {
-    Drops drops;
-    CallbackDispatcher dispatcher(
-            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::hours(1));
+    auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
+    CallbackDispatcher dispatcher(nullptr, recordDropsIn(drops), std::chrono::hours(1));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
     std::vector<Notification> batch;
     for (int32_t id = 1; id <= 3; ++id) {
@@ -77,20 +57,19 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
     dispatcher.stop();
     EXPECT_EQ(dispatcher.threads(), 0u);
-    EXPECT_TRUE(drops.handles().empty());
+    EXPECT_TRUE(drops->calls().empty());
 }
 
 TEST(CallbackDispatcherTest, ListenerStuckPastTheBoundIsDropped) {
-    Drops drops;
-    CallbackDispatcher dispatcher(
-            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::milliseconds(100));
+    auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
+    CallbackDispatcher dispatcher(nullptr, recordDropsIn(drops), std::chrono::milliseconds(100));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
     dispatcher.post({note(1, hung, 1), note(3, hung, 2), note(2, healthy, 1)});
 
-    ASSERT_TRUE(drops.waitFor(2));
-    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{1, 3}));
+    ASSERT_TRUE(drops->waitForCalls(2, kTimeout));
+    EXPECT_EQ(ids(drops->calls()), (std::vector<int32_t>{1, 3}));
     // Dropped: what it had queued and what comes later are not delivered.
     dispatcher.post({note(1, hung, 3), note(2, healthy, 2)});
     ASSERT_TRUE(healthy->waitForCalls(2, kTimeout));
@@ -109,7 +88,7 @@ TEST(CallbackDispatcherTest, StopLeavesACallbackThatDoesNotReturnBehind) {
             [&](const Notification&, const ::ndk::ScopedAStatus&) { ++reports; }, nullptr,
             std::chrono::hours(1), std::chrono::milliseconds(100));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     dispatcher.post({note(1, hung, 1), note(1, hung, 2)});
     ASSERT_TRUE(hung->waitForCalls(1, kTimeout));
     EXPECT_FALSE(dispatcher.stop());
@@ -127,17 +106,17 @@ TEST(CallbackDispatcherTest, StopLeavesACallbackThatDoesNotReturnBehind) {
 // The model ends the stuck listener's registration, as it does a dead one's; the other keeps
 // hearing.
 TEST_F(ModelTest, StuckListenerLosesItsRegistration) {
-    Drops drops;
+    auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
     CallbackDispatcher dispatcher(
             nullptr,
             [&](int32_t handle) {
                 Effects dropped;
                 model->forgetRegistration(handle, &dropped);
-                drops.add(handle);
+                recordDropsIn(drops)(handle);
             },
             std::chrono::milliseconds(100));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = newCallback();
     const int32_t hungHandle = listen({idRecord(1)}, hung);
     listen({idRecord(1)}, healthy);
@@ -145,8 +124,8 @@ TEST_F(ModelTest, StuckListenerLosesItsRegistration) {
 
     acquire({idRecord(1, "a")});
     dispatcher.post(take().notifications);
-    ASSERT_TRUE(drops.waitFor(1));
-    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{hungHandle}));
+    ASSERT_TRUE(drops->waitForCalls(1, kTimeout));
+    EXPECT_EQ(ids(drops->calls()), (std::vector<int32_t>{hungHandle}));
     acquire({idRecord(1, "b")});
     const Effects after = take();
     EXPECT_TRUE(sentTo(after.notifications, hung).empty());

@@ -1,9 +1,8 @@
-// The command line, fault injection and the transcript's renderings.
+// The command line and the transcript's renderings.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "Faults.h"
 #include "Format.h"
 #include "Options.h"
 #include "support/Records.h"
@@ -13,10 +12,7 @@ namespace jorvsimtest {
 namespace {
 
 using jorvsim::FailKind;
-using jorvsim::FaultOptions;
-using jorvsim::Faults;
 using jorvsim::parseOptions;
-using Action = Faults::Admission::Action;
 
 TEST(OptionsTest, GoodCommandLines) {
     std::vector<std::string> args;
@@ -80,74 +76,37 @@ TEST(OptionsTest, BadCommandLinesSayWhatIsWrong) {
     }
 }
 
-TEST(FaultsTest, FailsTheNextMatchingCallsWithTheChosenStatus) {
-    FaultOptions options;
-    options.failNext = 2;
-    options.failKind = FailKind::kException;
-    options.failOps = {"request"};
-    Faults faults(options);
-    EXPECT_EQ(faults.admit("init").action, Action::kServe);
-    auto first = faults.admit("request");
-    EXPECT_EQ(first.action, Action::kFail);
-    EXPECT_EQ(first.kind, FailKind::kException);
-    EXPECT_EQ(first.code, EX_ILLEGAL_STATE);
-    EXPECT_EQ(faults.admit("release").action, Action::kServe);
-    EXPECT_EQ(faults.admit("request").action, Action::kFail);
-    EXPECT_EQ(faults.admit("request").action, Action::kServe);
-
-    EXPECT_EQ(Faults::defaultCode(FailKind::kServiceSpecific), 1);
-    EXPECT_EQ(Faults::defaultCode(FailKind::kTransport), STATUS_FAILED_TRANSACTION);
-}
-
-TEST(FaultsTest, ExitAfterMarksTheLastCallAndRefusesLaterOnes) {
-    FaultOptions options;
-    options.exitAfter = 2;
-    options.failNext = 1;
-    Faults faults(options);
-    const auto first = faults.admit("init");
-    EXPECT_EQ(first.action, Action::kFail);  // failed calls count too
-    EXPECT_FALSE(first.last);
-    const auto second = faults.admit("request");
-    EXPECT_EQ(second.action, Action::kServe);
-    EXPECT_TRUE(second.last);
-    const auto third = faults.admit("request");
-    EXPECT_EQ(third.action, Action::kRefuse);
-    EXPECT_EQ(third.code, STATUS_DEAD_OBJECT);
-}
-
 // Any bytes at all become a JSON string that a strict UTF-8 and JSON reader accepts and that
 // gives the same bytes back: nothing dropped, nothing confused with a real character.
 TEST(FormatTest, JsonStringsAreStrictUtf8AndLossless) {
     std::vector<std::string> cases;
     for (int byte = 0; byte < 256; ++byte) cases.emplace_back(1, static_cast<char>(byte));
-    for (const char* more : {
-                 "\xc3\xa9",
-                 "\xe2\x82\xac",
-                 "\xf0\x9f\x98\x80",
-                 "\xf4\x8f\xbf\xbf",  // valid
-                 "\xc0\xaf",
-                 "\xc1\xbf",
-                 "\xe0\x80\xaf",
-                 "\xf0\x80\x80\xaf",  // overlong
-                 "\xed\xa0\x80",
-                 "\xed\xb3\xbf",
-                 "\xf4\x90\x80\x80",
-                 "\xf5\x80\x80\x80",  // no
-                 "\xc3",
-                 "\xe2\x82",
-                 "\xf0\x9f\x98",
-                 "a\xe2\x82z",
-                 "\xe2\x82\xe2\x82\xac",  // cut
-                 "\xef\xbf\xbd",
-                 "\"\\\n\r\t\x7f/",
-                 "\x80\xbf\xfe\xff",
-         }) {
-        cases.emplace_back(more);
-    }
+    // Valid, overlong, surrogates and past U+10FFFF, cut short; specials and stray bytes.
+    const char* const kMore[] = {"\xc3\xa9",
+                                 "\xe2\x82\xac",
+                                 "\xf0\x9f\x98\x80",
+                                 "\xf4\x8f\xbf\xbf",
+                                 "\xc0\xaf",
+                                 "\xc1\xbf",
+                                 "\xe0\x80\xaf",
+                                 "\xf0\x80\x80\xaf",
+                                 "\xed\xa0\x80",
+                                 "\xed\xb3\xbf",
+                                 "\xf4\x90\x80\x80",
+                                 "\xf5\x80\x80\x80",
+                                 "\xc3",
+                                 "\xe2\x82",
+                                 "\xf0\x9f\x98",
+                                 "a\xe2\x82z",
+                                 "\xe2\x82\xe2\x82\xac",
+                                 "\xef\xbf\xbd",
+                                 "\"\\\n\r\t\x7f/",
+                                 "\x80\xbf\xfe\xff"};
+    cases.insert(cases.end(), std::begin(kMore), std::end(kMore));
     std::string lines;
     for (const std::string& text : cases) lines += "{\"s\":" + jorvsim::jsonString(text) + "}\n";
     std::string error;
-    const auto objects = readStrictJsonLines(lines, &error);
+    const auto objects = readStrictJson(lines, &error);
     ASSERT_TRUE(objects.has_value()) << error;
     ASSERT_EQ(objects->size(), cases.size());
     for (size_t i = 0; i < cases.size(); ++i) {

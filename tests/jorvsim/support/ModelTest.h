@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "Clock.h"
 #include "Model.h"
-#include "support/ManualClock.h"
 #include "support/RecordingCallback.h"
 #include "support/Records.h"
 
@@ -23,6 +23,18 @@ using jorvsim::ModelOptions;
 using jorvsim::Notification;
 using jorvsim::Status;
 namespace RequestType = jorvsim::RequestType;
+using Pairs = std::vector<std::pair<std::string, std::optional<std::string>>>;
+
+// A clock that moves only when a test moves it, so expiry is tested without sleeping.
+class ManualClock final : public jorvsim::Clock {
+public:
+    jorvsim::TimePoint now() const override { return mNow; }
+    void advance(jorvsim::Millis step) { mNow += step; }
+
+private:
+    // Any starting point will do; this one is far from the clock's epoch.
+    jorvsim::TimePoint mNow{std::chrono::hours(24)};
+};
 
 class ModelTest : public ::testing::Test {
 protected:
@@ -74,6 +86,24 @@ protected:
             if (n.callback == callback) sent.push_back(n.data);
         }
         return sent;
+    }
+
+    // The (name, value) pairs of records, naming each by path or id.
+    static Pairs pairsOf(const DataList& data) {
+        Pairs pairs;
+        for (const auto& r : data) {
+            pairs.emplace_back(r.path.has_value() ? *r.path : std::to_string(r.id), r.value);
+        }
+        return pairs;
+    }
+    // What `callback` is sent among effects `e`, one entry a call.
+    static std::vector<Pairs> heard(const Effects& e,
+                                    const std::shared_ptr<IJorvCallback>& callback) {
+        std::vector<Pairs> calls;
+        for (const DataList& data : sentTo(e.notifications, callback)) {
+            calls.push_back(pairsOf(data));
+        }
+        return calls;
     }
 
     ManualClock clock;
