@@ -167,8 +167,8 @@ TEST(QarctlTest, OptionsAndExplainNeedNoService) {
                      {{"--json", "--help", "random-handle"}, 0, "usage: qarctl [--json]"},
                      {{"--explain", "request", "0x40=1", "--param1", "2000"},
                       0,
-                      "service: call "
                       R"(request {type=1(resource) data=[{id=64 value="1"}])"},
+                     {{"--explain", "request", "0x40=1"}, 0, "service: call "},
                      {{"--explain", "request", "0x40=1"}, 0, "jorvResCtlRequest -> 0x00000001\n"},
                      {{"request", "1=1"}, 1, "\nreason: " + reason + "\n"},
                      {{"--json", "request", "1=1"}, 1, R"({"event":"reason","reason":")" + reason},
