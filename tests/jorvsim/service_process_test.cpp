@@ -8,8 +8,10 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <iostream>
+#include <sstream>
 
 #include "support/RecordingCallback.h"
 #include "support/Records.h"
@@ -69,7 +71,10 @@ protected:
     // The timeline file at `path`, which goes once read; it names this run's service.
     Timeline readTrace(const std::string& path) {
         std::string error;
-        std::optional<Timeline> timeline = readTimeline(path, &error, true);
+        std::ifstream in(path, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        std::optional<Timeline> timeline = readTimeline(text.str(), &error);
         unlink(path.c_str());
         EXPECT_TRUE(timeline.has_value()) << error;
         if (!timeline.has_value()) return {};

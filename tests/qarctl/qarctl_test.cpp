@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,6 +46,15 @@ bool contains(const std::string& text, const std::string& part) {
 }
 
 struct Case {
+    // `line`: the arguments, separated by spaces.
+    Case(const std::string& line, int exit, std::string part)
+        : exitCode(exit), expected(std::move(part)) {
+        std::istringstream words(line);
+        for (std::string word; words >> word;) args.push_back(word);
+    }
+    Case(std::vector<std::string> words, int exit, std::string part)
+        : args(std::move(words)), exitCode(exit), expected(std::move(part)) {}
+
     std::vector<std::string> args;
     int exitCode;
     std::string expected;  // part of the output; a refusal (exit code 2) prints nothing
@@ -72,61 +82,53 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
     SimProcess sim;
     ASSERT_TRUE(sim.start());
     std::vector<Case> cases = {
-            {{"acquire", "TRIVEX_ACTION_LAUNCH", "--scene", "com.app"},
-             0,
+            {"acquire TRIVEX_ACTION_LAUNCH --scene com.app", 0,
              R"({"call":"QarEventAcquireWrapper","result":1})"},
-            {{"acquire", "ACTION_LAUNCH"},
-             1,
-             R"({"event":"reason","reason":"unknown action name"})"},
-            {{"event-acquire", "12", "--oneway"}, 0, R"("call":"QarEventAcquireOneWay")"},
-            {{"res-acquire", "0x40800000=5", "--timeout", "60000"}, 0, R"("call":"QarResAcquire")"},
-            {{"request", "0x40800100=7"}, 0, R"("call":"jorvResCtlRequest")"},
-            {{"res-state", "0x40800100"}, 0, R"("resources":[{"id":1082130688,"value":"7"}])"},
-            {{"multi-state", "0x40800100"},
-             0,
+            {"acquire ACTION_LAUNCH", 1, R"({"event":"reason","reason":"unknown action name"})"},
+            {"event-acquire 12 --oneway", 0, R"("call":"QarEventAcquireOneWay")"},
+            {"res-acquire 0x40800000=5 --timeout 60000", 0, R"("call":"QarResAcquire")"},
+            {"request 0x40800100=7", 0, R"("call":"jorvResCtlRequest")"},
+            {"res-state 0x40800100", 0, R"("resources":[{"id":1082130688,"value":"7"}])"},
+            {"multi-state 0x40800100", 0,
              R"("result":1,"resources":[{"id":1082130688,"value":"7"}])"},
-            {{"multi-state"}, 1, R"("reason":"resource list invalid")"},
-            {{"path-request", "/sys/x=3"}, 0, R"("call":"jorv_resctl_request_by_path")"},
-            {{"path-state", "/sys/x"}, 0, R"("values":["3"])"},
-            {{"path-state", "--map", "/sys/x"}, 0, R"("results":{"/sys/x":"3"})"},
-            {{"thermal-notify", "3=2"}, 0, R"("call":"jorvThermalNotify","result":0)"},
-            {{"notify", "9000", "1", "0", "1,2"}, 0, R"("call":"QarNotifyWapper","result":0)"},
-            {{"rule", "5", "on", "0x40=1"}, 0, R"("call":"qarRuleCtl")"},
-            {{"sys-info", "1", "screen-on"}, 0, R"("call":"setRelatedSysInfo")"},
-            {{"prop-set", "vendor.k", "v\xc3\xa9\x01\""},
-             0,
-             R"("call":"jorvPropertySet","result":0)"},
-            {{"prop-get", "vendor.k"}, 0, "\"value\":\"v\xc3\xa9\\u0001\\\"\""},
-            {{"dump", "res-info"}, 0, R"("call":"jorvDumpResInfo","result":0)"},
-            {{"history-record", "on"}, 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
-            {{"history"}, 0, R"("history":"start:)"},
-            {{"power"}, 0, R"({"call":"QarGetPowerConsis","result":1260})"},
-            {{"jorv-init"}, 0, "{\"call\":\"jorv_init\"}\n"},
-            {{"dataset"}, 0, R"("call":"Qar_fetch_dataset")"},
-            {{"release", "1"}, 0, "{\"call\":\"QarReleaseWapper\"}\n"},
-            {{"release", "1", "--event-api"}, 0, "{\"call\":\"QarRelease\"}\n"},
-            {{"qar-state", "0x40800100"}, 0, "{\"call\":\"QarResStateRequest\",\"value\":\"7\"}\n"},
-            {{"game-upgrade-clear", "14", "0"}, 0, "{\"call\":\"clrGameUpgradeMode\"}\n"},
-            {{"zdbdebug-mark", "/a"},
-             0,
+            {"multi-state", 1, R"("reason":"resource list invalid")"},
+            {"path-request /sys/x=3", 0, R"("call":"jorv_resctl_request_by_path")"},
+            {"path-state /sys/x", 0, R"("values":["3"])"},
+            {"path-state --map /sys/x", 0, R"("results":{"/sys/x":"3"})"},
+            {"thermal-notify 3=2", 0, R"("call":"jorvThermalNotify","result":0)"},
+            {"notify 9000 1 0 1,2", 0, R"("call":"QarNotifyWapper","result":0)"},
+            {"rule 5 on 0x40=1", 0, R"("call":"qarRuleCtl")"},
+            {"sys-info 1 screen-on", 0, R"("call":"setRelatedSysInfo")"},
+            {"prop-set vendor.k v\xc3\xa9\x01\"", 0, R"("call":"jorvPropertySet","result":0)"},
+            {"prop-get vendor.k", 0, "\"value\":\"v\xc3\xa9\\u0001\\\"\""},
+            {"dump res-info", 0, R"("call":"jorvDumpResInfo","result":0)"},
+            {"history-record on", 0, R"("call":"jorvHistoryRequestRecordOn","result":0)"},
+            {"history", 0, R"("history":"start:)"},
+            {"power", 0, R"({"call":"QarGetPowerConsis","result":1260})"},
+            {"jorv-init", 0, "{\"call\":\"jorv_init\"}\n"},
+            {"dataset", 0, R"("call":"Qar_fetch_dataset")"},
+            {"release 1", 0, "{\"call\":\"QarReleaseWapper\"}\n"},
+            {"release 1 --event-api", 0, "{\"call\":\"QarRelease\"}\n"},
+            {"qar-state 0x40800100", 0, "{\"call\":\"QarResStateRequest\",\"value\":\"7\"}\n"},
+            {"game-upgrade-clear 14 0", 0, "{\"call\":\"clrGameUpgradeMode\"}\n"},
+            {"zdbdebug-mark /a", 0,
              "{\"call\":\"jorv_add_zdbdebug_for_request_parcel\",\"paths\":[\"zdbdebug\"]}\n"},
-            {{"res-release", "999"},
-             1,
+            {"res-release 999", 1,
              R"j({"event":"reason","reason":"the service refused the call (no cause logged)"})j"},
-            {{"unlisten", "77"}, 1, R"("reason":"no such listening")"},
-            {{"request", "0x40=1", "--bogus"}, 2, ""},
-            {{"no-such-command"}, 2, ""},
+            {"unlisten 77", 1, R"("reason":"no such listening")"},
+            {"request 0x40=1 --bogus", 2, ""},
+            {"no-such-command", 2, ""},
             // Non-negative counts and bounded durations.
-            {{"listen", "0x40", "--count", "4294967297"}, 2, ""},
-            {{"listen", "0x40", "--count", "-1"}, 2, ""},
-            {{"listen", "0x40", "--count", "-0"}, 2, ""},
-            {{"listen", "0x40", "--timeout-ms", "9223372036854775807"}, 2, ""},
-            {{"listen", "0x40", "--timeout-ms", "18446744073709551616"}, 2, ""},
-            {{"listen", "0x40", "--timeout-ms", "-1"}, 2, ""},
+            {"listen 0x40 --count 4294967297", 2, ""},
+            {"listen 0x40 --count -1", 2, ""},
+            {"listen 0x40 --count -0", 2, ""},
+            {"listen 0x40 --timeout-ms 9223372036854775807", 2, ""},
+            {"listen 0x40 --timeout-ms 18446744073709551616", 2, ""},
+            {"listen 0x40 --timeout-ms -1", 2, ""},
             // Ids: 32 bits, signed or as an unsigned bit pattern.
-            {{"res-state", "0x100000000"}, 2, ""},
-            {{"res-state", "4294967296"}, 2, ""},
-            {{"res-state", "0xffffffff"}, 0, "jorvResStateRequest"},
+            {"res-state 0x100000000", 2, ""},
+            {"res-state 4294967296", 2, ""},
+            {"res-state 0xffffffff", 0, "jorvResStateRequest"},
     };
     // 32-bit signed --timeout: refused outside its range or in any other form.
     for (const char* bad : {"4294967296", "2147483648", "-2147483649", "0x80000000", "12ms", "010",
@@ -151,37 +153,34 @@ TEST(QarctlTest, OptionsAndExplainNeedNoService) {
     const std::string json = R"({"call":"qarGetRandomHandle","result":)";
     const std::string text = "qarGetRandomHandle -> 0x";
     const std::string reason = "instance not declared";
-    runCases(dir,
-             {
-                     {{"--json", "random-handle"}, 0, json},
-                     {{"random-handle", "--json"}, 0, json},
-                     {{"--quiet", "random-handle", "--wait-ms", "100", "--json"}, 0, json},
-                     {{"random-handle", "--wait-ms=5", "-q"}, 0, text},
-                     {{"--wait-ms", "0", "--explain", "random-handle"}, 0, text},
-                     {{"random-handle", "--wait-ms"}, 2, ""},
-                     {{"random-handle", "--wait-ms", "soon"}, 2, ""},
-                     {{"--bogus", "random-handle"}, 2, ""},
-                     {{"random-handle", "--bogus"}, 2, ""},
-                     {{"random-handle", "--", "--json"}, 2, ""},
-                     {{"random-handle", "--help"}, 0, "usage: qarctl random-handle"},
-                     {{"--json", "--help", "random-handle"}, 0, "usage: qarctl [--json]"},
-                     {{"--explain", "request", "0x40=1", "--param1", "2000"},
-                      0,
-                      R"(request {type=1(resource) data=[{id=64 value="1"}])"},
-                     {{"--explain", "request", "0x40=1"}, 0, "service: call "},
-                     {{"--explain", "request", "0x40=1"}, 0, "jorvResCtlRequest -> 0x00000001\n"},
-                     {{"request", "1=1"}, 1, "\nreason: " + reason + "\n"},
-                     {{"--json", "request", "1=1"}, 1, R"({"event":"reason","reason":")" + reason},
-             });
+    runCases(dir, {
+                          {"--json random-handle", 0, json},
+                          {"random-handle --json", 0, json},
+                          {"--quiet random-handle --wait-ms 100 --json", 0, json},
+                          {"random-handle --wait-ms=5 -q", 0, text},
+                          {"--wait-ms 0 --explain random-handle", 0, text},
+                          {"random-handle --wait-ms", 2, ""},
+                          {"random-handle --wait-ms soon", 2, ""},
+                          {"--bogus random-handle", 2, ""},
+                          {"random-handle --bogus", 2, ""},
+                          {"random-handle -- --json", 2, ""},
+                          {"random-handle --help", 0, "usage: qarctl random-handle"},
+                          {"--json --help random-handle", 0, "usage: qarctl [--json]"},
+                          {"--explain request 0x40=1 --param1 2000", 0,
+                           R"(request {type=1(resource) data=[{id=64 value="1"}])"},
+                          {"--explain request 0x40=1", 0, "service: call "},
+                          {"--explain request 0x40=1", 0, "jorvResCtlRequest -> 0x00000001\n"},
+                          {"request 1=1", 1, "\nreason: " + reason + "\n"},
+                          {"--json request 1=1", 1, R"({"event":"reason","reason":")" + reason},
+                  });
     rmdir(dir);
 }
 
 TEST(QarctlTest, InjectedFailureSaysWhy) {
     SimProcess sim({"--fail-next", "1", "--fail-with", "exception"});
     ASSERT_TRUE(sim.start());
-    runCases(sim.dir(), {{{"request", "0x40=1"},
-                          1,
-                          "\nreason: service failed the call: jorvResCtlRequest()\n"}});
+    runCases(sim.dir(),
+             {{"request 0x40=1", 1, "\nreason: service failed the call: jorvResCtlRequest()\n"}});
 }
 
 // Whether `pid` runs more than one thread: by then qarctl has its signals blocked.
@@ -235,9 +234,8 @@ TEST(QarctlTest, SignalsAndTheWaitBoundEndWaits) {
         expectExit(client, exitCode, milliseconds(1000 * qartest::kSanitizerSlowdown));
     }
     const std::string reason = "service declared but not running";
-    runCases(sim.dir(), {{{"--wait-ms", "200", "request", "1=1"}, 1, "reason: " + reason + "\n"},
-                         {{"--json", "--wait-ms", "200", "request", "1=1"},
-                          1,
+    runCases(sim.dir(), {{"--wait-ms 200 request 1=1", 1, "reason: " + reason + "\n"},
+                         {"--json --wait-ms 200 request 1=1", 1,
                           R"({"event":"reason","reason":")" + reason + "\"}"}});
 }
 

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -56,14 +55,6 @@ for e in doc["traceEvents"]:
 show(doc.get("otherData", {}))
 )";
 
-inline std::string fromHex(const std::string& hex) {
-    std::string bytes;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-    }
-    return bytes;
-}
-
 // The objects of `text` as the reader in `mode` finds them; none, with its complaint in `error`,
 // when the text is not strict JSON of that shape.
 inline std::optional<std::vector<JsonMembers>> readStrictJson(const std::string& text,
@@ -90,6 +81,13 @@ inline std::optional<std::vector<JsonMembers>> readStrictJson(const std::string&
         *error = out;
         return std::nullopt;
     }
+    const auto fromHex = [](const std::string& hex) {
+        std::string bytes;
+        for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+            bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        }
+        return bytes;
+    };
     std::vector<JsonMembers> objects;
     std::istringstream lines(out);
     for (std::string line; std::getline(lines, line);) {
@@ -129,16 +127,8 @@ struct Timeline {
     }
 };
 
-// The timeline in `text` (or, with `isPath`, in the file it names); none, with the reason in
-// `error`, when it is not a valid one.
-inline std::optional<Timeline> readTimeline(std::string text, std::string* error,
-                                            bool isPath = false) {
-    if (isPath) {
-        std::ifstream in(text, std::ios::binary);
-        std::stringstream content;
-        content << in.rdbuf();
-        text = content.str();
-    }
+// The timeline in `text`; none, with the reason in `error`, when it is not a valid one.
+inline std::optional<Timeline> readTimeline(const std::string& text, std::string* error) {
     std::optional<std::vector<JsonMembers>> objects = readStrictJson(text, error, "trace");
     if (!objects.has_value() || objects->empty()) return std::nullopt;
     Timeline timeline;
