@@ -6,7 +6,7 @@
 
 #include "Format.h"
 #include "Options.h"
-#include "support/Records.h"
+#include "support/ModelTest.h"
 #include "support/StrictJson.h"
 
 namespace jorvsimtest {

@@ -13,8 +13,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "support/RecordingCallback.h"
-#include "support/Records.h"
+#include "support/ModelTest.h"
 #include "support/SimProcess.h"
 #include "support/StrictJson.h"
 
@@ -115,17 +114,12 @@ TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
     int32_t timed = -1;
     ASSERT_TRUE(service->request(parcelOf(1, {pathRecord("/dev/b", "1")}, 50), &timed).isOk());
     ASSERT_TRUE(listener->waitForCalls(4, kLongTimeout));
-    const std::vector<std::pair<std::string, std::optional<std::string>>> heard = {
-            {std::to_string(kBoost), "2000"},
-            {std::to_string(kBoost), "1200"},
-            {"/dev/b", "1"},
-            {"/dev/b", std::nullopt}};
-    const auto calls = listener->calls();
-    for (size_t i = 0; i < heard.size(); ++i) {
-        ASSERT_EQ(calls[i].size(), 1u);
-        EXPECT_EQ(calls[i][0].path.value_or(std::to_string(calls[i][0].id)), heard[i].first);
-        EXPECT_EQ(calls[i][0].value, heard[i].second);
-    }
+    std::vector<Pairs> heard;
+    for (const DataList& call : listener->calls()) heard.push_back(pairsOf(call));
+    EXPECT_EQ(heard, (std::vector<Pairs>{{{"1082130432", "2000"}},
+                                         {{"1082130432", "1200"}},
+                                         {{"/dev/b", "1"}},
+                                         {{"/dev/b", std::nullopt}}}));
     EXPECT_TRUE(sim->waitForLine(lineWith("event ", "expired handle=" + std::to_string(timed))));
 
     // The transcript's callback line comes after the call, and so does its instant.

@@ -1,4 +1,5 @@
-// A model on a hand-moved clock, and short ways to drive it.
+// Builders for the records and parcels the tests send, and a model on a hand-moved clock with
+// short ways to drive it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,9 +13,35 @@
 #include "Clock.h"
 #include "Model.h"
 #include "support/RecordingCallback.h"
-#include "support/Records.h"
 
 namespace jorvsimtest {
+
+using jorvsim::DataList;
+using jorvsim::JorvRequestData;
+using jorvsim::JorvRequestParcel;
+
+inline JorvRequestData idRecord(int32_t id, std::optional<std::string> value = std::nullopt) {
+    JorvRequestData record;
+    record.id = id;
+    record.value = std::move(value);
+    return record;
+}
+
+inline JorvRequestData pathRecord(std::string path,
+                                  std::optional<std::string> value = std::nullopt) {
+    JorvRequestData record;
+    record.path = std::move(path);
+    record.value = std::move(value);
+    return record;
+}
+
+inline JorvRequestParcel parcelOf(int32_t type, DataList data, int64_t durationMs = 0) {
+    JorvRequestParcel parcel;
+    parcel.requestType = type;
+    parcel.dataList = std::move(data);
+    parcel.param1 = durationMs;
+    return parcel;
+}
 
 using jorvsim::Effects;
 using jorvsim::IJorvCallback;
@@ -24,6 +51,15 @@ using jorvsim::Notification;
 using jorvsim::Status;
 namespace RequestType = jorvsim::RequestType;
 using Pairs = std::vector<std::pair<std::string, std::optional<std::string>>>;
+
+// The (name, value) pairs of records, naming each by path or id.
+inline Pairs pairsOf(const DataList& data) {
+    Pairs pairs;
+    for (const auto& r : data) {
+        pairs.emplace_back(r.path.has_value() ? *r.path : std::to_string(r.id), r.value);
+    }
+    return pairs;
+}
 
 // A clock that moves only when a test moves it, so expiry is tested without sleeping.
 class ManualClock final : public jorvsim::Clock {
@@ -88,14 +124,6 @@ protected:
         return sent;
     }
 
-    // The (name, value) pairs of records, naming each by path or id.
-    static Pairs pairsOf(const DataList& data) {
-        Pairs pairs;
-        for (const auto& r : data) {
-            pairs.emplace_back(r.path.has_value() ? *r.path : std::to_string(r.id), r.value);
-        }
-        return pairs;
-    }
     // What `callback` is sent among effects `e`, one entry a call.
     static std::vector<Pairs> heard(const Effects& e,
                                     const std::shared_ptr<IJorvCallback>& callback) {
