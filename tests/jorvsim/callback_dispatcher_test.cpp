@@ -108,7 +108,9 @@ TEST_F(ModelTest, StuckListenerIsDroppedAndLosesItsRegistrations) {
     dispatcher.post(take().notifications);
     ASSERT_TRUE(drops->waitForCalls(2, kTimeout));
     EXPECT_EQ(ids(drops->calls()), (std::vector<int32_t>{first, second}));
-    acquire({idRecord(1, "b")});
+    // Only registrations are forgotten, never requests.
+    model->forgetRegistration(acquire({idRecord(1, "b")}), &effects);
+    EXPECT_EQ(valueOf(idRecord(1)), "b");
     std::vector<Notification> after = take().notifications;
     EXPECT_TRUE(sentTo(after, hung).empty());
     after.push_back(note(first, hung, 2));

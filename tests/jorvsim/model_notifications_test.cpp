@@ -31,38 +31,6 @@ TEST_F(ModelTest, ListenersHearChangesOfTheirResourcesOnlyInTheirOrder) {
     EXPECT_EQ(sent[0].at(0).id, 0);
 }
 
-// Unregistered, forgotten (its client died) and stuck listeners hear nothing more; their
-// callbacks are released, and only registrations are ever ended that way.
-TEST_F(ModelTest, EndedRegistrationsHearNothingMore) {
-    auto unregistered = newCallback();
-    auto forgotten = newCallback();
-    auto alive = newCallback();
-    const int32_t first = listen({idRecord(1)}, unregistered);
-    const int32_t second = listen({idRecord(1)}, forgotten);
-    listen({idRecord(1)}, alive);
-    const int32_t request = acquire({idRecord(1, "a")});
-    take();
-
-    int32_t result = -2;
-    ASSERT_TRUE(model->listeningUnregister(first, kPid, &result, &effects).ok());
-    EXPECT_EQ(result, 0);
-    model->forgetRegistration(second, &effects);
-    Effects e = take();
-    EXPECT_EQ(e.released, (std::vector<std::shared_ptr<IJorvCallback>>{unregistered, forgotten}));
-    EXPECT_EQ(e.events.size(), 1u);  // the forgotten one's death
-
-    ASSERT_TRUE(model->listeningUnregister(first, kPid, &result, &effects).ok());
-    EXPECT_EQ(result, -1);
-    model->forgetRegistration(request, &effects);
-    EXPECT_TRUE(take().released.empty());
-    EXPECT_EQ(valueOf(idRecord(1)), "a");
-    acquire({idRecord(1, "b")});
-    e = take();
-    EXPECT_TRUE(sentTo(e.notifications, unregistered).empty());
-    EXPECT_TRUE(sentTo(e.notifications, forgotten).empty());
-    EXPECT_EQ(sentTo(e.notifications, alive).size(), 1u);
-}
-
 TEST_F(ModelTest, ThermalListenersHearLevelChangesOfTheirIds) {
     auto hot = newCallback();
     auto other = newCallback();
@@ -93,6 +61,7 @@ TEST_F(ModelTest, ThermalListenersHearLevelChangesOfTheirIds) {
     }
 
     // The thermal unregistration knows thermal handles only; the general one knows both.
+    take();
     const int32_t listening = listen({idRecord(1)}, other);
     const std::pair<bool, int32_t> unregisters[] = {
             {true, listening}, {true, hotHandle}, {false, otherHandle}};
@@ -103,9 +72,11 @@ TEST_F(ModelTest, ThermalListenersHearLevelChangesOfTheirIds) {
                             .ok());
         EXPECT_EQ(result, handle == listening ? -1 : 0) << handle;
     }
-    take();
+    // Their callbacks are released, and they hear nothing more.
+    EXPECT_EQ(take().released, (std::vector<std::shared_ptr<IJorvCallback>>{hot, other}));
     request(parcelOf(RequestType::kThermal, {idRecord(3, "8"), idRecord(5, "8")}));
-    EXPECT_TRUE(take().notifications.empty());
+    acquire({idRecord(1, "a")});
+    EXPECT_EQ(take().notifications.size(), 1u);  // to the listening still registered
 }
 
 TEST_F(ModelTest, RulesThatAreOnSetTheirResources) {

@@ -18,12 +18,6 @@ class TraceModelTest : public ModelTest {
 protected:
     void SetUp() override { resetModel({}, &trace); }
 
-    Timeline read() {
-        std::string error;
-        std::optional<Timeline> timeline = readTimeline(trace.json(), &error);
-        EXPECT_TRUE(timeline.has_value()) << error;
-        return timeline.value_or(Timeline{});
-    }
     static std::vector<std::string> counterValues(const Timeline& timeline,
                                                   const std::string& name) {
         std::vector<std::string> values;
@@ -43,7 +37,7 @@ TEST_F(TraceModelTest, RequestsAreSlicesOnTheirClientsTrackFromAcquireToReleaseO
     const int32_t open = request(parcelOf(RequestType::kSceneAction, {idRecord(0x40c00000)}));
     clock.advance(Millis(25));
 
-    const Timeline timeline = read();
+    const Timeline timeline = expectTimeline(trace.json());
     EXPECT_EQ(timeline.processName(kPid), "client " + std::to_string(kPid));
     EXPECT_EQ(timeline.processName(getpid()), "jorv-sim");
     // Each slice by its handle, as "name dur=.. end=.. pid=..".
@@ -77,7 +71,7 @@ TEST_F(TraceModelTest, CountersFollowEffectiveValuesAndTheRestAreInstants) {
     const int32_t listening = listen({idRecord(kBoost)}, newCallback());
     model->forgetRegistration(listening, &effects);
 
-    const Timeline timeline = read();
+    const Timeline timeline = expectTimeline(trace.json());
     EXPECT_EQ(counterValues(timeline, "resource 0x40800000"),
               (std::vector<std::string>{"1200", "16", "1200", "0", "5", "0"}));
     EXPECT_EQ(timeline.named("C", "resource ", true).size(), 6u);
@@ -108,15 +102,13 @@ TEST(TraceTest, KeepsAtMostItsCapacityAndSaysHowManyWereDropped) {
     Trace trace(clock, 2);
     for (int i = 0; i < 5; ++i) trace.instant(77, "tick", "quote \" backslash \\ byte \x01\xff");
     trace.begin(9, 77, "still open");
-    std::string error;
-    const std::optional<Timeline> timeline = readTimeline(trace.json(), &error);
-    ASSERT_TRUE(timeline.has_value()) << error;
-    const auto ticks = timeline->named("i", "tick");
+    const Timeline timeline = expectTimeline(trace.json());
+    const auto ticks = timeline.named("i", "tick");
     ASSERT_EQ(ticks.size(), 2u);
     EXPECT_EQ(ticks[0].at("args.detail"), "quote \" backslash \\ byte \x01\xff");
-    EXPECT_EQ(timeline->named("X", "still open").size(), 1u);
-    EXPECT_EQ(timeline->other.at("capacity"), "2");
-    EXPECT_EQ(timeline->other.at("dropped"), "3");
+    EXPECT_EQ(timeline.named("X", "still open").size(), 1u);
+    EXPECT_EQ(timeline.other.at("capacity"), "2");
+    EXPECT_EQ(timeline.other.at("dropped"), "3");
 }
 
 }  // namespace

@@ -97,15 +97,6 @@ SimProcess::~SimProcess() {
     return ::testing::AssertionSuccess();
 }
 
-std::optional<std::string> SimProcess::output(int* status, milliseconds timeout) {
-    const std::optional<int> exit = waitExit(timeout);
-    if (!exit.has_value()) return std::nullopt;
-    *status = *exit;
-    std::string text;
-    for (const std::string& line : mLines) text += line + "\n";
-    return text + mPartial;
-}
-
 bool SimProcess::readSome(milliseconds timeout) {
     if (mOut < 0) return false;
     pollfd fd{mOut, POLLIN, 0};

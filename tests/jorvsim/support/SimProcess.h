@@ -33,10 +33,6 @@ public:
     ::testing::AssertionResult start();
     // Starts it without waiting for anything.
     ::testing::AssertionResult spawn();
-    // Everything it wrote once it has ended (waiting up to `timeout`), or none; `status` gets
-    // the wait status.
-    std::optional<std::string> output(int* status,
-                                      std::chrono::milliseconds timeout = kLongTimeout);
     const std::string& dir() const { return mDir; }
     pid_t pid() const { return mPid; }
 

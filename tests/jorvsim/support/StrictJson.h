@@ -2,6 +2,7 @@
 // keys. Header-only, for the qarctl tests too.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -127,11 +128,13 @@ struct Timeline {
     }
 };
 
-// The timeline in `text`; none, with the reason in `error`, when it is not a valid one.
-inline std::optional<Timeline> readTimeline(const std::string& text, std::string* error) {
-    std::optional<std::vector<JsonMembers>> objects = readStrictJson(text, error, "trace");
-    if (!objects.has_value() || objects->empty()) return std::nullopt;
+// The timeline in `text`; the test fails when it is not a valid one.
+inline Timeline expectTimeline(const std::string& text) {
+    std::string error;
+    std::optional<std::vector<JsonMembers>> objects = readStrictJson(text, &error, "trace");
+    EXPECT_TRUE(objects.has_value() && !objects->empty()) << error;
     Timeline timeline;
+    if (!objects.has_value() || objects->empty()) return timeline;
     timeline.other = objects->back();
     objects->pop_back();
     timeline.events = std::move(*objects);
