@@ -2,7 +2,6 @@
 // itself, and is dropped once stuck too long.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -34,9 +33,16 @@ std::vector<int32_t> ids(const std::vector<DataList>& calls) {
     return out;
 }
 
+// Stopping waits for a callback in progress only so long; the thread left in it reports nothing
+// once the call returns.
 TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient) {
     auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
-    CallbackDispatcher dispatcher(nullptr, recordDropsIn(drops), std::chrono::hours(1));
+    auto reports = ::ndk::SharedRefBase::make<RecordingCallback>();
+    CallbackDispatcher dispatcher(
+            [reports](const Notification& n, const ::ndk::ScopedAStatus&) {
+                reports->onCallback(n.data);
+            },
+            recordDropsIn(drops), std::chrono::hours(1), std::chrono::milliseconds(100));
     dispatcher.start();
     auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
@@ -51,36 +57,24 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     ASSERT_TRUE(healthy->waitForCalls(4, kTimeout) && hung->waitForCalls(1, kTimeout));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));  // still in its first callback
-
     hung->release();
-    ASSERT_TRUE(hung->waitForCalls(4, kTimeout));
+    ASSERT_TRUE(hung->waitForCalls(4, kTimeout) && reports->waitForCalls(8, kTimeout));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
-    dispatcher.stop();
-    EXPECT_EQ(dispatcher.threads(), 0u);
-    EXPECT_TRUE(drops->calls().empty());
-}
 
-// Stopping waits for a callback in progress only so long; the thread left in it reports nothing
-// once the call returns.
-TEST(CallbackDispatcherTest, StopLeavesACallbackThatDoesNotReturnBehind) {
-    std::atomic<int> reports{0};
-    CallbackDispatcher dispatcher(
-            [&](const Notification&, const ::ndk::ScopedAStatus&) { ++reports; }, nullptr,
-            std::chrono::hours(1), std::chrono::milliseconds(100));
-    dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
-    dispatcher.post({note(1, hung, 1), note(1, hung, 2)});
-    ASSERT_TRUE(hung->waitForCalls(1, kTimeout));
+    auto stuck = ::ndk::SharedRefBase::make<RecordingCallback>(true);
+    dispatcher.post({note(3, stuck, 1), note(3, stuck, 2)});
+    ASSERT_TRUE(stuck->waitForCalls(1, kTimeout));
     EXPECT_FALSE(dispatcher.stop());
     EXPECT_EQ(dispatcher.threads(), 1u);
-    hung->release();
+    stuck->release();
     const auto deadline = std::chrono::steady_clock::now() + kTimeout;
     while (dispatcher.threads() > 0 && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::yield();
     }
     EXPECT_EQ(dispatcher.threads(), 0u);
-    EXPECT_EQ(reports, 0);
-    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
+    EXPECT_EQ(reports->calls().size(), 8u);
+    EXPECT_EQ(ids(stuck->calls()), (std::vector<int32_t>{1}));
+    EXPECT_TRUE(drops->calls().empty());
 }
 
 // A listener stuck past the bound is dropped, each of its registrations once: what it had queued

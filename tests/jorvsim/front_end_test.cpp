@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <iterator>
+#include <map>
 #include <sstream>
+#include <tuple>
 
 #include "Format.h"
 #include "Options.h"
@@ -28,20 +30,15 @@ TEST(OptionsTest, GoodCommandLines) {
                   "--die-with-parent"));
     ASSERT_TRUE(parsed.ok()) << parsed.error;
     const auto& o = parsed.options;
-    EXPECT_EQ(o.dir, "/tmp/d");
-    EXPECT_EQ(o.faults.failNext, 2u);
-    EXPECT_EQ(o.faults.failKind, FailKind::kServiceSpecific);
-    EXPECT_EQ(o.faults.failCode, 7);
-    EXPECT_EQ(o.faults.failOps, (std::set<std::string>{"request", "release", "init"}));
-    EXPECT_EQ(o.faults.delayMs, 25u);
-    EXPECT_EQ(o.faults.exitAfter, 16u);
-    EXPECT_TRUE(o.faults.omitValues);
-    EXPECT_EQ(o.model.properties.at("a.b"), "x=y");
-    EXPECT_EQ(o.model.properties.at("e"), "");
-    EXPECT_EQ(o.model.historyCapacity, 0u);
-    EXPECT_FALSE(o.model.historyEnabled);
-    EXPECT_FALSE(o.declare);
-    EXPECT_TRUE(o.dieWithParent);
+    const auto& f = o.faults;
+    EXPECT_EQ(
+            std::tie(o.dir, f.failNext, f.failKind, f.failCode, f.failOps, f.delayMs, f.exitAfter),
+            std::make_tuple("/tmp/d", 2u, FailKind::kServiceSpecific, 7,
+                            std::set<std::string>{"request", "release", "init"}, 25u, 16u));
+    EXPECT_EQ(o.model.properties, (std::map<std::string, std::string>{{"a.b", "x=y"}, {"e", ""}}));
+    EXPECT_EQ(std::tie(f.omitValues, o.model.historyCapacity, o.model.historyEnabled, o.declare,
+                       o.dieWithParent),
+              std::make_tuple(true, 0u, false, false, true));
 
     const std::pair<const char*, int32_t> codes[] = {
             {"exception:EX_ILLEGAL_ARGUMENT", EX_ILLEGAL_ARGUMENT},

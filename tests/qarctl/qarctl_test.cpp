@@ -1,4 +1,5 @@
-// qarctl end to end: real qarctl processes against a real reference service process.
+// qarctl end to end (real qarctl processes against a real reference service process), and its
+// table of failure reasons.
 
 #include <dirent.h>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "Reasons.h"
 #include "support/SimProcess.h"
 #include "support/StrictJson.h"
 #include "support/sanitizers.h"
@@ -175,13 +177,6 @@ TEST(QarctlTest, OptionsAndExplainNeedNoService) {
     rmdir(dir);
 }
 
-TEST(QarctlTest, InjectedFailureSaysWhy) {
-    SimProcess sim({"--fail-next", "1", "--fail-with", "exception"});
-    ASSERT_TRUE(sim.start());
-    runCases(sim.dir(),
-             {{"request 0x40=1", 1, "\nreason: service failed the call: jorvResCtlRequest()\n"}});
-}
-
 // Whether `pid` runs more than one thread: by then qarctl has its signals blocked.
 bool waitForThreads(pid_t pid) {
     const auto deadline = std::chrono::steady_clock::now() + kLongTimeout;
@@ -279,6 +274,43 @@ TEST(QarctlTest, ShellRefusesALineWithNulAndGoesOn) {
             qarctl(sim.dir(), {"-c", script + QARCTL_PATH + " --quiet shell"}, "/bin/sh");
     EXPECT_TRUE(contains(run.out, "done status=0\n")) << run.out;
     EXPECT_LT(run.out.find("done status=2\n"), run.out.find("done status=0\n")) << run.out;
+}
+
+// The table that turns the library's log lines into the reason a failed call gives.
+TEST(QarctlReasonsTest, EveryLogLineOfAFailureHasItsReason) {
+    struct Case {
+        std::vector<std::string> lines;
+        std::string reason;
+    };
+    const std::vector<Case> cases = {
+            {{"Jorv is not declared, AServiceManager_isDeclared:0"}, "instance not declared"},
+            // A lost race to connect, not a failure.
+            {{"Jorv is not declared, AServiceManager_isDeclared:1"}, ""},
+            {{"Jorv HAL Service not found"}, "service not found"},
+            {{"Unable to link to g_jorv_hal death notifications!"},
+             "service died while connecting"},
+            {{"jorvPropertySet() failed: jorv HAL service not available"},
+             "service failed the call: jorvPropertySet()"},
+            {{"QarEventAcquire() failed : jorv HAL service not available"},
+             "service failed the call: QarEventAcquire()"},
+            {{"jorvResCtlRequest() failed: jorv HAL service not available",
+              "Jorv HAL Service died"},
+             "service died during the call"},
+            {{"jorvThermalNotify ERROR: size unmatched for id and level "},
+             "resource list invalid"},
+            {{"input resource is empty, return"}, "resource list invalid"},
+            {{"The callback was not registered before"}, "no such listening"},
+            {{"failed to get resource value, 0"}, "service answer incomplete"},
+            {{"jorvResCtlRequest error:-1"}, "service refused the request"},
+            {{"[QarEventAcquireWrapper] eventId:ACTION_LAUNCH, scene:none"}, "unknown action name"},
+            {{"[QarEventAcquireWrapper] eventId:TRIVEX_ACTION_LAUNCH, scene:none",
+              "QarEventAcquire, cmdid:1, pkg:none, identity:none"},
+             ""},
+            {{"jorv client jorvResCtlRequest"}, ""},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(qarctl::reasonOfLines(c.lines), c.reason) << c.lines[0];
+    }
 }
 
 }  // namespace
