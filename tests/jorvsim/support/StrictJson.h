@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -13,6 +12,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/SimProcess.h"
 
 namespace jorvsimtest {
 
@@ -25,6 +26,7 @@ using JsonMembers = std::map<std::string, std::string>;
 // (args as "args.NAME"), with its otherData last.
 inline constexpr const char kStrictJsonReader[] = R"(
 import json, sys
+sys.excepthook = lambda kind, value, trace: print(kind.__name__ + ":", value)
 def no_constant(name): raise ValueError("not JSON: " + name)
 def no_duplicates(pairs):
     keys = [k for k, _ in pairs]
@@ -68,18 +70,12 @@ inline std::optional<std::vector<JsonMembers>> readStrictJson(const std::string&
         return std::nullopt;
     }
     close(fd);
-    const std::string command = "timeout 60 python3 -c '" + std::string(kStrictJsonReader) + "' " +
-                                mode + " " + path + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (size_t n; pipe != nullptr && (n = fread(buffer, 1, sizeof(buffer), pipe)) > 0;) {
-        out.append(buffer, n);
-    }
-    const int status = pipe != nullptr ? pclose(pipe) : -1;
+    SimProcess python("/usr/bin/python3", {"-c", kStrictJsonReader, mode, path}, "/tmp");
+    const std::optional<int> status = python.spawn() ? python.waitExit() : std::nullopt;
     unlink(path);
     if (status != 0) {
-        *error = out;
+        *error = "the reader failed:";
+        for (const std::string& line : python.lines()) *error += "\n" + line;
         return std::nullopt;
     }
     const auto fromHex = [](const std::string& hex) {
@@ -90,8 +86,7 @@ inline std::optional<std::vector<JsonMembers>> readStrictJson(const std::string&
         return bytes;
     };
     std::vector<JsonMembers> objects;
-    std::istringstream lines(out);
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : python.lines()) {
         JsonMembers members;
         std::istringstream pairs(line);
         for (std::string pair; pairs >> pair;) {
