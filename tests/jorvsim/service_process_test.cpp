@@ -12,6 +12,7 @@
 #include <functional>
 #include <iostream>
 #include <sstream>
+#include <tuple>
 
 #include "support/ModelTest.h"
 #include "support/SimProcess.h"
@@ -171,28 +172,23 @@ TEST_F(ServiceProcessTest, SurvivesGarbageTransactionsAndStopsPastAHungCallback)
 }
 
 TEST_F(ServiceProcessTest, InjectedFailuresReachTheCaller) {
-    struct Case {
-        const char* failWith;
-        binder_exception_t exception;
-        int32_t detail;  // service-specific error or transport status
-    };
-    const Case cases[] = {
+    // The failure, and the service-specific error or transport status it gives.
+    const std::tuple<const char*, binder_exception_t, int32_t> cases[] = {
             {"exception:EX_SECURITY", EX_SECURITY, 0},
             {"service-specific:7", EX_SERVICE_SPECIFIC, 7},
-            {"transport", EX_TRANSACTION_FAILED, STATUS_FAILED_TRANSACTION},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.failWith);
-        startService({"--fail-next", "2", "--fail-op", "request", "--fail-with", c.failWith});
+            {"transport", EX_TRANSACTION_FAILED, STATUS_FAILED_TRANSACTION}};
+    for (const auto& [failWith, exception, detail] : cases) {
+        SCOPED_TRACE(failWith);
+        startService({"--fail-next", "2", "--fail-op", "request", "--fail-with", failWith});
         int32_t handle = -1;
         // Calls of other operations are not counted.
         ASSERT_TRUE(service->init().isOk());
         EXPECT_FALSE(service->request(parcelOf(1, {}), &handle).isOk());
         const auto failed = service->request(parcelOf(1, {}), &handle);
-        EXPECT_EQ(failed.getExceptionCode(), c.exception);
-        EXPECT_EQ(c.exception == EX_SERVICE_SPECIFIC ? failed.getServiceSpecificError()
-                                                     : failed.getStatus(),
-                  c.detail);
+        EXPECT_EQ(failed.getExceptionCode(), exception);
+        EXPECT_EQ(exception == EX_SERVICE_SPECIFIC ? failed.getServiceSpecificError()
+                                                   : failed.getStatus(),
+                  detail);
         EXPECT_TRUE(service->request(parcelOf(1, {}), &handle).isOk());
         EXPECT_EQ(handle, 1);  // the failed call made no request
         EXPECT_TRUE(sim->waitForLine(lineWith("call ", " -> fault ")));

@@ -29,9 +29,8 @@ inline JorvRequestData idRecord(int32_t id, std::optional<std::string> value = s
 
 inline JorvRequestData pathRecord(std::string path,
                                   std::optional<std::string> value = std::nullopt) {
-    JorvRequestData record;
+    JorvRequestData record = idRecord(0, std::move(value));
     record.path = std::move(path);
-    record.value = std::move(value);
     return record;
 }
 

@@ -32,9 +32,8 @@ def no_duplicates(pairs):
     keys = [k for k, _ in pairs]
     if len(keys) != len(set(keys)): raise ValueError("duplicate key in " + repr(keys))
     return dict(pairs)
-def load(b):
-    return json.loads(b.decode("utf-8", "strict"), parse_constant=no_constant,
-                      object_pairs_hook=no_duplicates)
+def load(b): return json.loads(b.decode("utf-8", "strict"), parse_constant=no_constant,
+                               object_pairs_hook=no_duplicates)
 def raw(v): return v.encode("utf-8", "surrogateescape") if isinstance(v, str) else json.dumps(v).encode()
 def show(doc): print(" ".join(raw(k).hex() + ":" + raw(v).hex() for k, v in doc.items()))
 text = open(sys.argv[2], "rb").read()
@@ -49,8 +48,7 @@ for e in doc["traceEvents"]:
     assert isinstance(e["pid"], int) and isinstance(e["tid"], int), "pid/tid not integers"
     if ph != "M": assert isinstance(e["ts"], int) and e["ts"] >= 0, "bad ts in " + repr(e)
     if ph == "X": assert isinstance(e["dur"], int) and e["dur"] >= 0, "bad dur in " + repr(e)
-    if ph == "C":
-        assert all(isinstance(v, (int, float)) for v in e["args"].values()), "counter text"
+    if ph == "C": assert all(isinstance(v, (int, float)) for v in e["args"].values()), "text"
     if ph == "i": assert e["s"] in ("g", "p", "t"), "bad instant scope"
     flat = {k: e[k] for k in ("ph", "pid", "tid", "ts", "dur", "name", "s") if k in e}
     flat.update({"args." + k: v for k, v in e.get("args", {}).items()})
