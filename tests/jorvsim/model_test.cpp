@@ -114,13 +114,9 @@ TEST_F(ModelTest, StateQueryAnswersEveryRecordInOrder) {
              idRecord(5, "by-id"), idRecord(8), idRecord(0, "orphan")});
     JorvRequestData both = pathRecord("5");
     both.id = 5;
-    DataList answers;
-    ASSERT_TRUE(model->stateRequest(parcelOf(RequestType::kState,
-                                             {idRecord(2, ""), pathRecord("/p"), idRecord(0),
-                                              idRecord(1), idRecord(5), both, idRecord(kBoost),
-                                              idRecord(7), idRecord(8)}),
-                                    kPid, &answers, &effects)
-                        .ok());
+    const DataList answers = query(RequestType::kState,
+                                   {idRecord(2, ""), pathRecord("/p"), idRecord(0), idRecord(1),
+                                    idRecord(5), both, idRecord(kBoost), idRecord(7), idRecord(8)});
     // An answer names what was asked; nothing sets 2: no value, not the query's "".
     const std::optional<std::string> none;
     const Pairs expected = {{"2", none},          {"/p", "pee"},  {"0", none},
@@ -129,9 +125,7 @@ TEST_F(ModelTest, StateQueryAnswersEveryRecordInOrder) {
     EXPECT_EQ(pairsOf(answers), expected);
 
     // Naming nothing lists every resource that has a value.
-    ASSERT_TRUE(
-            model->stateRequest(parcelOf(RequestType::kState, {}), kPid, &answers, &effects).ok());
-    EXPECT_EQ(answers.size(), 5u);
+    EXPECT_EQ(query(RequestType::kState).size(), 5u);
 }
 
 TEST_F(ModelTest, MalformedCallsAreRefusedAndChangeNothing) {
@@ -322,24 +316,6 @@ TEST_F(ModelTest, RulesThatAreOnSetTheirResources) {
                 Contains(HasSubstr("rule 102 off status=0")));
 }
 
-DataList query(Model& model, int32_t type, DataList data = {}) {
-    DataList answers;
-    Effects effects;
-    const Status status =
-            model.stateRequest(parcelOf(type, std::move(data)), 1, &answers, &effects);
-    EXPECT_TRUE(status.ok()) << status.message;
-    return answers;
-}
-
-std::vector<std::string> historyTexts(Model& model) {
-    std::vector<std::string> texts;
-    for (const auto& answer : query(model, RequestType::kHistory)) {
-        EXPECT_FALSE(answer.value.has_value());
-        texts.push_back(answer.extra.value_or("<none>"));
-    }
-    return texts;
-}
-
 TEST_F(ModelTest, PropertiesKeepValuesThatFitAClientsBuffer) {
     resetModel(ModelOptions{16, true, {{"preset", "on"}}});
     std::string value = "stale";
@@ -359,6 +335,14 @@ TEST_F(ModelTest, PropertiesKeepValuesThatFitAClientsBuffer) {
 }
 
 TEST_F(ModelTest, HistoryRecordsWhatCallersDidWhileRecordingIsOn) {
+    auto historyTexts = [this] {
+        std::vector<std::string> texts;
+        for (const auto& answer : query(RequestType::kHistory)) {
+            EXPECT_FALSE(answer.value.has_value());
+            texts.push_back(answer.extra.value_or("<none>"));
+        }
+        return texts;
+    };
     const int32_t handle = acquire({idRecord(0x100, "1")}, 50);
     request(parcelOf(RequestType::kNotification, {idRecord(3)}));
     release(handle);
@@ -366,7 +350,7 @@ TEST_F(ModelTest, HistoryRecordsWhatCallersDidWhileRecordingIsOn) {
     ASSERT_TRUE(model->propertySet("a", "x;y", kPid, &result, &effects).ok());
 
     // Clients join the texts with ';': none may hold one.
-    EXPECT_THAT(historyTexts(*model),
+    EXPECT_THAT(historyTexts(),
                 ElementsAre(AllOf(HasSubstr("acquire handle=1 type=resource pid=4242"),
                                   HasSubstr("duration=50ms")),
                             HasSubstr("notify pid=4242"), HasSubstr("release handle=1"),
@@ -374,35 +358,43 @@ TEST_F(ModelTest, HistoryRecordsWhatCallersDidWhileRecordingIsOn) {
 
     request(parcelOf(RequestType::kDiagnostic, {idRecord(kHistoryOff)}));
     acquire({idRecord(0x100, "2")});
-    EXPECT_EQ(historyTexts(*model).size(), 4u);
+    EXPECT_EQ(historyTexts().size(), 4u);
     request(parcelOf(RequestType::kDiagnostic, {idRecord(kHistoryOn)}));
     acquire({idRecord(0x100, "3")});
     // The switch on is recorded, then the request.
-    EXPECT_THAT(historyTexts(*model), ElementsAre(_, _, _, _, _, HasSubstr("acquire")));
+    EXPECT_THAT(historyTexts(), ElementsAre(_, _, _, _, _, HasSubstr("acquire")));
+
+    // Only the newest records are kept, oldest first; none at all when history is off.
+    resetModel(ModelOptions{2, true, {}});
+    for (int i = 0; i < 3; ++i) acquire({});
+    EXPECT_THAT(historyTexts(), ElementsAre(HasSubstr("handle=2"), HasSubstr("handle=3")));
+    resetModel(ModelOptions{8, false, {}});
+    acquire({});
+    EXPECT_TRUE(historyTexts().empty());
 }
 
 TEST_F(ModelTest, FixedAnswersHaveTheShapesClientsParse) {
     constexpr int32_t kPower = 0x1011670;
     const auto power = query(
-            *model, RequestType::kPowerConsumption,
+            RequestType::kPowerConsumption,
             {idRecord(kPower, "0 1 35"), idRecord(kPower, "1 1 35"), idRecord(kPower, "2 1 35")});
     ASSERT_EQ(power.size(), 3u);
     EXPECT_EQ(power[0].value, "1260");
     EXPECT_EQ(power[2].value, "415");
-    EXPECT_EQ(query(*model, RequestType::kPowerConsumption).at(0).value, "1260");
+    EXPECT_EQ(query(RequestType::kPowerConsumption).at(0).value, "1260");
 
-    EXPECT_EQ(query(*model, RequestType::kPowerMode, {idRecord(0)}).at(0).value, "1");
-    EXPECT_EQ(query(*model, RequestType::kPowerMode, {idRecord(2)}).at(0).value, "0");
+    EXPECT_EQ(query(RequestType::kPowerMode, {idRecord(0)}).at(0).value, "1");
+    EXPECT_EQ(query(RequestType::kPowerMode, {idRecord(2)}).at(0).value, "0");
 
-    const auto dataSet = query(*model, RequestType::kDataSet);
+    const auto dataSet = query(RequestType::kDataSet);
     ASSERT_EQ(dataSet.size(), 4u);
     for (const auto& record : dataSet) EXPECT_TRUE(record.value.has_value());
 
-    const auto on = query(*model, RequestType::kFeatureStatus, {idRecord(1), idRecord(3)});
+    const auto on = query(RequestType::kFeatureStatus, {idRecord(1), idRecord(3)});
     ASSERT_EQ(on.size(), 1u);  // exactly one answer, for the first feature
     EXPECT_EQ(on[0].value, "1");
-    EXPECT_EQ(query(*model, RequestType::kFeatureStatus, {idRecord(3)}).at(0).value, "0");
-    EXPECT_TRUE(query(*model, RequestType::kFeatureStatus).empty());
+    EXPECT_EQ(query(RequestType::kFeatureStatus, {idRecord(3)}).at(0).value, "0");
+    EXPECT_TRUE(query(RequestType::kFeatureStatus).empty());
 }
 
 TEST_F(ModelTest, DiagnosticCommandsPrintTheirTablesToTheLog) {

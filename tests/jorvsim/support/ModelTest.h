@@ -93,12 +93,16 @@ protected:
         EXPECT_TRUE(model->release(handle, kPid, &result, &effects).ok());
         return result;
     }
+    DataList query(int32_t type, DataList data = {}) {
+        DataList answers;
+        const Status status =
+                model->stateRequest(parcelOf(type, std::move(data)), kPid, &answers, &effects);
+        EXPECT_TRUE(status.ok()) << status.message;
+        return answers;
+    }
     // The effective value of the resource `record` names, as a state query answers it.
     std::optional<std::string> valueOf(const JorvRequestData& record) {
-        DataList answers;
-        EXPECT_TRUE(model->stateRequest(parcelOf(RequestType::kState, {record}), kPid, &answers,
-                                        &effects)
-                            .ok());
+        const DataList answers = query(RequestType::kState, {record});
         return answers.size() == 1 ? answers[0].value : std::optional<std::string>("<bad answer>");
     }
     int32_t listen(DataList keys, const std::shared_ptr<IJorvCallback>& callback) {
