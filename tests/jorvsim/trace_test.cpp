@@ -28,13 +28,23 @@ protected:
     Trace trace{clock};
 };
 
-TEST_F(TraceModelTest, RequestsAreSlicesOnTheirClientsTrackFromAcquireToReleaseOrExpiry) {
-    const int32_t held = acquire({idRecord(kBoost, "1200"), pathRecord("/dev/gov", "fast")});
-    clock.advance(Millis(100));
-    const int32_t timed = request(parcelOf(RequestType::kEvent, {idRecord(7)}, 50));
+// Requests are slices on their client's track from acquire to release or expiry; counters follow
+// effective values; texts, rules, notifications, thermal levels and deaths are instants.
+TEST_F(TraceModelTest, SlicesCountersAndInstants) {
+    const int32_t first = acquire({idRecord(kBoost, "1200"), pathRecord("/dev/gov", "fast")});
+    clock.advance(Millis(10));
+    release(acquire({idRecord(kBoost, "0x10"), pathRecord("/dev/rate", "2.5")}));
+    request(parcelOf(RequestType::kEvent, {idRecord(7)}, 50));
     clock.advance(Millis(60));
-    release(held);  // ends `timed` by expiry first
-    const int32_t open = request(parcelOf(RequestType::kSceneAction, {idRecord(0x40c00000)}));
+    release(first);  // ends the event by expiry first
+    request(parcelOf(RequestType::kSceneAction, {idRecord(0x40c00000)}));
+    int32_t result = -1;
+    ASSERT_TRUE(model->ruleCtl(102, 1, {idRecord(kBoost, "5")}, kPid, &result, &effects).ok());
+    ASSERT_TRUE(model->ruleCtl(102, 0, {}, kPid, &result, &effects).ok());
+    request(parcelOf(RequestType::kNotification, {idRecord(9000, "1")}));
+    request(parcelOf(RequestType::kThermal, {idRecord(3, "8")}));
+    const int32_t listening = listen({idRecord(kBoost)}, newCallback());
+    model->forgetRegistration(listening, &effects);
     clock.advance(Millis(25));
 
     const Timeline timeline = expectTimeline(trace.json());
@@ -46,32 +56,15 @@ TEST_F(TraceModelTest, RequestsAreSlicesOnTheirClientsTrackFromAcquireToReleaseO
         slices[e.at("args.handle")] = e.at("name") + " dur=" + e.at("dur") +
                                       " end=" + e.at("args.end") + " pid=" + e.at("pid");
     }
-    const std::string pid = " pid=" + std::to_string(kPid);
     EXPECT_EQ(slices, (std::map<std::string, std::string>{
-                              {std::to_string(held),
-                               "resource 0x40800000=1200 path \"/dev/gov\"=fast dur=160000 "
-                               "end=released" +
-                                       pid},
-                              {std::to_string(timed), "event 7 dur=50000 end=expired" + pid},
-                              {std::to_string(open), "action 0x40c00000 dur=25000 end=stop" + pid},
-                      }));
-}
-
-TEST_F(TraceModelTest, CountersFollowEffectiveValuesAndTheRestAreInstants) {
-    const int32_t first = acquire({idRecord(kBoost, "1200"), pathRecord("/dev/gov", "fast")});
-    clock.advance(Millis(10));
-    const int32_t second = acquire({idRecord(kBoost, "0x10"), pathRecord("/dev/rate", "2.5")});
-    release(second);
-    release(first);
-    int32_t result = -1;
-    ASSERT_TRUE(model->ruleCtl(102, 1, {idRecord(kBoost, "5")}, kPid, &result, &effects).ok());
-    ASSERT_TRUE(model->ruleCtl(102, 0, {}, kPid, &result, &effects).ok());
-    request(parcelOf(RequestType::kNotification, {idRecord(9000, "1")}));
-    request(parcelOf(RequestType::kThermal, {idRecord(3, "8")}));
-    const int32_t listening = listen({idRecord(kBoost)}, newCallback());
-    model->forgetRegistration(listening, &effects);
-
-    const Timeline timeline = expectTimeline(trace.json());
+                              {"1",
+                               "resource 0x40800000=1200 path \"/dev/gov\"=fast dur=70000 "
+                               "end=released pid=4242"},
+                              {"2",
+                               "resource 0x40800000=0x10 path \"/dev/rate\"=2.5 dur=0 "
+                               "end=released pid=4242"},
+                              {"3", "event 7 dur=50000 end=expired pid=4242"},
+                              {"4", "action 0x40c00000 dur=25000 end=stop pid=4242"}}));
     EXPECT_EQ(counterValues(timeline, "resource 0x40800000"),
               (std::vector<std::string>{"1200", "16", "1200", "0", "5", "0"}));
     EXPECT_EQ(timeline.named("C", "resource ", true).size(), 6u);
