@@ -25,13 +25,6 @@ using ::aidl::vendor::vemra::hardware::jorv::IJorv;
 constexpr const char kInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
 constexpr int32_t kBoost = 0x40800000;
 
-// Matches a transcript line that starts with `prefix` and holds `part`.
-std::function<bool(const std::string&)> lineWith(std::string prefix, std::string part = "") {
-    return [=](const std::string& line) {
-        return line.rfind(prefix, 0) == 0 && line.find(part) != std::string::npos;
-    };
-}
-
 class ServiceProcessTest : public ::testing::Test {
 protected:
     // Starts jorv-sim with `args` and connects to it through the service manager.

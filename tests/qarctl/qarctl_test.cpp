@@ -21,6 +21,7 @@
 namespace {
 
 using jorvsimtest::kLongTimeout;
+using jorvsimtest::lineWith;
 using jorvsimtest::SimProcess;
 using std::chrono::milliseconds;
 
@@ -149,8 +150,8 @@ TEST(QarctlTest, EveryFamilyAgainstTheReferenceService) {
 // With no service at all: qarctl's own options, which may stand before or after the command and
 // its arguments, and what it says when the instance is not declared.
 TEST(QarctlTest, OptionsAndExplainNeedNoService) {
-    char dir[] = "/tmp/qarctl-test-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
+    const SimProcess unstarted;  // for a directory no service ever served in
+    const std::string dir = unstarted.dir();
     const std::string json = R"({"call":"qarGetRandomHandle","result":)";
     const std::string text = "qarGetRandomHandle -> 0x";
     const std::string reason = "instance not declared";
@@ -174,7 +175,6 @@ TEST(QarctlTest, OptionsAndExplainNeedNoService) {
                           {"request 1=1", 1, "\nreason: " + reason + "\n"},
                           {"--json request 1=1", 1, R"({"event":"reason","reason":")" + reason},
                   });
-    rmdir(dir);
 }
 
 // Whether `pid` runs more than one thread: by then qarctl has its signals blocked.
@@ -214,8 +214,7 @@ TEST(QarctlTest, SignalsAndTheWaitBoundEndWaits) {
     ASSERT_TRUE(listener.waitForLine(registeredHere));
     listener.signal(SIGINT);
     expectExit(listener, 130);
-    EXPECT_TRUE(sim.waitForLine(
-            [](const std::string& line) { return contains(line, "listeningUnregister"); }));
+    EXPECT_TRUE(sim.waitForLine(lineWith("call ", "listeningUnregister")));
 
     sim.signal(SIGKILL);
     ASSERT_TRUE(sim.waitExit().has_value());
@@ -236,33 +235,26 @@ TEST(QarctlTest, SignalsAndTheWaitBoundEndWaits) {
 // A listener hears another process's request; with --follow it registers again when the service
 // is back, without it the service's death ends it.
 TEST(QarctlTest, FollowingListenerRegistersAgainWhenTheServiceIsBack) {
-    char dir[] = "/tmp/qarctl-test-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    {
-        SimProcess first(dir, {});
-        ASSERT_TRUE(first.start());
-        SimProcess listener(QARCTL_PATH,
-                            {"--json", "listen", "0x40800000", "--follow", "--count", "1"}, dir);
-        SimProcess once(QARCTL_PATH, {"--json", "listen", "0x40800000"}, dir);
-        ASSERT_TRUE(listener.spawn() && once.spawn());
-        ASSERT_TRUE(listener.waitForLine(registeredHere) && once.waitForLine(registeredHere));
-        first.signal(SIGKILL);
-        ASSERT_TRUE(first.waitExit().has_value());
-        expectExit(once, 1);
-        EXPECT_TRUE(once.waitForLine(
-                [](const std::string& line) { return contains(line, R"({"event":"died")"); }));
-        ASSERT_TRUE(listener.waitForLine(
-                [](const std::string& line) { return contains(line, R"("event":"died")"); }));
-        SimProcess second(dir, {});
-        ASSERT_TRUE(second.start());
-        ASSERT_TRUE(listener.waitForLine(registeredHere, 1));
-        EXPECT_EQ(qarctl(dir, {"request", "0x40800000=9"}).exitCode, 0);
-        expectExit(listener, 0);
-        EXPECT_TRUE(listener.waitForLine([](const std::string& line) {
-            return line == R"({"event":"callback","resources":[{"id":1082130432,"value":"9"}]})";
-        }));
-    }
-    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
+    SimProcess first;
+    ASSERT_TRUE(first.start());
+    const std::string dir = first.dir();
+    SimProcess listener(QARCTL_PATH, {"--json", "listen", "0x40800000", "--follow", "--count", "1"},
+                        dir);
+    SimProcess once(QARCTL_PATH, {"--json", "listen", "0x40800000"}, dir);
+    ASSERT_TRUE(listener.spawn() && once.spawn());
+    ASSERT_TRUE(listener.waitForLine(registeredHere) && once.waitForLine(registeredHere));
+    first.signal(SIGKILL);
+    ASSERT_TRUE(first.waitExit().has_value());
+    expectExit(once, 1);
+    EXPECT_TRUE(once.waitForLine(lineWith("", R"({"event":"died")")));
+    ASSERT_TRUE(listener.waitForLine(lineWith("", R"("event":"died")")));
+    SimProcess second(dir, {});
+    ASSERT_TRUE(second.start());
+    ASSERT_TRUE(listener.waitForLine(registeredHere, 1));
+    EXPECT_EQ(qarctl(dir, {"request", "0x40800000=9"}).exitCode, 0);
+    expectExit(listener, 0);
+    EXPECT_TRUE(listener.waitForLine(
+            lineWith(R"({"event":"callback","resources":[{"id":1082130432,"value":"9"}]})")));
 }
 
 TEST(QarctlTest, ShellRefusesALineWithNulAndGoesOn) {

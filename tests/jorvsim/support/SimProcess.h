@@ -17,6 +17,13 @@ namespace jorvsimtest {
 // keeps a test hanging, it never decides a pass.
 inline constexpr std::chrono::milliseconds kLongTimeout{30000};
 
+// Matches a line that starts with `prefix` and holds `part`.
+inline std::function<bool(const std::string&)> lineWith(std::string prefix, std::string part = "") {
+    return [=](const std::string& line) {
+        return line.rfind(prefix, 0) == 0 && line.find(part) != std::string::npos;
+    };
+}
+
 class SimProcess {
 public:
     // jorv-sim with `args` (after --die-with-parent), serving in a directory of its own.
