@@ -1,7 +1,5 @@
 // Callback delivery: per-client threads, so that a listener stuck in its callback holds up only
 // itself, and is dropped once stuck too long.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -9,7 +7,6 @@
 
 #include "CallbackDispatcher.h"
 #include "support/ModelTest.h"
-#include "support/RecordingCallback.h"
 
 namespace jorvsimtest {
 namespace {

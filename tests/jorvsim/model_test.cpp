@@ -269,15 +269,13 @@ TEST_F(ModelTest, ThermalListenersHearLevelChangesOfTheirIds) {
     // The thermal unregistration knows thermal handles only; the general one knows both.
     take();
     const int32_t listening = listen({idRecord(1)}, other);
-    const std::pair<bool, int32_t> unregisters[] = {
-            {true, listening}, {true, hotHandle}, {false, otherHandle}};
-    for (const auto& [thermal, handle] : unregisters) {
-        int32_t result = -2;
-        ASSERT_TRUE((thermal ? model->thermalListeningUnregister(handle, kPid, &result, &effects)
-                             : model->listeningUnregister(handle, kPid, &result, &effects))
-                            .ok());
-        EXPECT_EQ(result, handle == listening ? -1 : 0) << handle;
-    }
+    int32_t result = -2;
+    ASSERT_TRUE(model->thermalListeningUnregister(listening, kPid, &result, &effects).ok());
+    EXPECT_EQ(result, -1);
+    ASSERT_TRUE(model->thermalListeningUnregister(hotHandle, kPid, &result, &effects).ok());
+    EXPECT_EQ(result, 0);
+    ASSERT_TRUE(model->listeningUnregister(otherHandle, kPid, &result, &effects).ok());
+    EXPECT_EQ(result, 0);
     // Their callbacks are released, and they hear nothing more.
     EXPECT_EQ(take().released, (std::vector<std::shared_ptr<IJorvCallback>>{hot, other}));
     request(parcelOf(RequestType::kThermal, {idRecord(3, "8"), idRecord(5, "8")}));

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <sstream>
 #include <tuple>
@@ -204,10 +203,9 @@ TEST_F(ServiceProcessTest, ExitAfterServesThatManyCallsThenExits) {
 // A service killed without warning leaves what happened until then; merged with another run's
 // file, it is one valid timeline that says which run was killed.
 TEST_F(ServiceProcessTest, KilledServiceLeavesItsTimeline) {
-    char dir[] = "/tmp/jorvsim-trace-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    const std::string trace = std::string(dir) + "/trace.json";
-    const std::string merged = std::string(dir) + "/merged.json";
+    const SimProcess scratch;  // for the directory it owns
+    const std::string trace = scratch.dir() + "/trace.json";
+    const std::string merged = scratch.dir() + "/merged.json";
     startService({"--trace", trace});
     int32_t handle = -1;
     ASSERT_TRUE(service->request(parcelOf(1, {idRecord(kBoost, "1500")}), &handle).isOk());
@@ -219,7 +217,6 @@ TEST_F(ServiceProcessTest, KilledServiceLeavesItsTimeline) {
     script = script.substr(0, script.rfind("/tests/")) + "/tools/jorv-sim/merge-traces.py";
     ASSERT_EQ(system(("python3 " + script + " " + merged + " " + trace).c_str()), 0);
     const Timeline timeline = readTrace(merged);
-    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
     EXPECT_EQ(timeline.processName(getpid()), "client " + std::to_string(getpid()));
     const auto counters = timeline.named("C", "resource 0x40800000");
     ASSERT_EQ(counters.size(), 1u);

@@ -14,23 +14,18 @@ using jorvsim::Millis;
 using jorvsim::Trace;
 constexpr int32_t kBoost = 0x40800000;
 
-class TraceModelTest : public ModelTest {
-protected:
-    void SetUp() override { resetModel({}, &trace); }
-
-    static std::vector<std::string> counterValues(const Timeline& timeline,
-                                                  const std::string& name) {
-        std::vector<std::string> values;
-        for (const auto& e : timeline.named("C", name)) values.push_back(e.at("args.value"));
-        return values;
-    }
-
-    Trace trace{clock};
-};
+// The values a counter took, in order.
+std::vector<std::string> counterValues(const Timeline& timeline, const std::string& name) {
+    std::vector<std::string> values;
+    for (const auto& e : timeline.named("C", name)) values.push_back(e.at("args.value"));
+    return values;
+}
 
 // Requests are slices on their client's track from acquire to release or expiry; counters follow
 // effective values; texts, rules, notifications, thermal levels and deaths are instants.
-TEST_F(TraceModelTest, SlicesCountersAndInstants) {
+TEST_F(ModelTest, TraceHasSlicesCountersAndInstants) {
+    Trace trace{clock};
+    resetModel({}, &trace);
     const int32_t first = acquire({idRecord(kBoost, "1200"), pathRecord("/dev/gov", "fast")});
     clock.advance(Millis(10));
     release(acquire({idRecord(kBoost, "0x10"), pathRecord("/dev/rate", "2.5")}));

@@ -47,11 +47,8 @@ SimProcess::~SimProcess() {
 
 ::testing::AssertionResult SimProcess::start() {
     ::testing::AssertionResult spawned = spawn();
-    if (!spawned) return spawned;
-    if (!waitForLine([](const std::string& line) { return line.rfind("ready ", 0) == 0; })) {
-        return ::testing::AssertionFailure() << "jorv-sim never got ready";
-    }
-    return ::testing::AssertionSuccess();
+    if (!spawned || waitForLine(lineWith("ready "))) return spawned;
+    return ::testing::AssertionFailure() << "jorv-sim never got ready";
 }
 
 ::testing::AssertionResult SimProcess::spawn() {

@@ -107,9 +107,7 @@ struct Timeline {
         std::vector<JsonMembers> found;
         for (const JsonMembers& e : events) {
             const std::string& n = e.at("name");
-            if (e.at("ph") == ph && (prefix ? n.rfind(name, 0) == 0 : n == name)) {
-                found.push_back(e);
-            }
+            if (e.at("ph") == ph && (prefix ? lineWith(name)(n) : n == name)) found.push_back(e);
         }
         return found;
     }
