@@ -1,17 +1,12 @@
 // Callback delivery: per-client threads, so that a listener stuck in its callback holds up only
 // itself, and is dropped once stuck too long.
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <functional>
 #include <thread>
 #include <vector>
 
 #include "CallbackDispatcher.h"
 #include "support/ModelTest.h"
-#include "support/RecordingCallback.h"
 
 namespace jorvsimtest {
 namespace {
@@ -20,28 +15,10 @@ using jorvsim::CallbackDispatcher;
 
 constexpr std::chrono::seconds kTimeout{10};
 
-// The handles the dispatcher dropped for being stuck.
-class Drops {
-public:
-    void add(int32_t handle) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mHandles.push_back(handle);
-        mAdded.notify_all();
-    }
-    bool waitFor(size_t count) {
-        std::unique_lock<std::mutex> lock(mMutex);
-        return mAdded.wait_for(lock, kTimeout, [&] { return mHandles.size() >= count; });
-    }
-    std::vector<int32_t> handles() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        return mHandles;
-    }
-
-private:
-    std::mutex mMutex;
-    std::condition_variable mAdded;
-    std::vector<int32_t> mHandles;
-};
+// Records the handles the dispatcher drops for being stuck, as calls of one record each.
+std::function<void(int32_t)> recordDropsIn(const std::shared_ptr<RecordingCallback>& drops) {
+    return [drops](int32_t handle) { drops->onCallback({idRecord(handle)}); };
+}
 
 Notification note(int32_t handle, std::shared_ptr<jorvsim::IJorvCallback> callback, int32_t id) {
     return Notification{handle, std::move(callback), DataList{idRecord(id)}};
@@ -53,12 +30,18 @@ std::vector<int32_t> ids(const std::vector<DataList>& calls) {
     return out;
 }
 
+// Stopping waits for a callback in progress only so long; the thread left in it reports nothing
+// once the call returns.
 TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient) {
-    Drops drops;
+    auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
+    auto reports = ::ndk::SharedRefBase::make<RecordingCallback>();
     CallbackDispatcher dispatcher(
-            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::hours(1));
+            [reports](const Notification& n, const ::ndk::ScopedAStatus&) {
+                reports->onCallback(n.data);
+            },
+            recordDropsIn(drops), std::chrono::hours(1), std::chrono::milliseconds(100));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
     std::vector<Notification> batch;
     for (int32_t id = 1; id <= 3; ++id) {
@@ -71,88 +54,62 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     ASSERT_TRUE(healthy->waitForCalls(4, kTimeout) && hung->waitForCalls(1, kTimeout));
     EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));  // still in its first callback
-
     hung->release();
-    ASSERT_TRUE(hung->waitForCalls(4, kTimeout));
+    ASSERT_TRUE(hung->waitForCalls(4, kTimeout) && reports->waitForCalls(8, kTimeout));
     EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1, 2, 3, 4}));
-    dispatcher.stop();
-    EXPECT_EQ(dispatcher.threads(), 0u);
-    EXPECT_TRUE(drops.handles().empty());
-}
 
-TEST(CallbackDispatcherTest, ListenerStuckPastTheBoundIsDropped) {
-    Drops drops;
-    CallbackDispatcher dispatcher(
-            nullptr, [&](int32_t h) { drops.add(h); }, std::chrono::milliseconds(100));
-    dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
-    auto healthy = ::ndk::SharedRefBase::make<RecordingCallback>();
-    dispatcher.post({note(1, hung, 1), note(3, hung, 2), note(2, healthy, 1)});
-
-    ASSERT_TRUE(drops.waitFor(2));
-    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{1, 3}));
-    // Dropped: what it had queued and what comes later are not delivered.
-    dispatcher.post({note(1, hung, 3), note(2, healthy, 2)});
-    ASSERT_TRUE(healthy->waitForCalls(2, kTimeout));
-    hung->release();
-    dispatcher.stop();
-    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
-    EXPECT_EQ(ids(healthy->calls()), (std::vector<int32_t>{1, 2}));
-    EXPECT_EQ(dispatcher.threads(), 0u);
-}
-
-// Stopping waits for a callback in progress only so long; the thread left in it reports nothing
-// once the call returns.
-TEST(CallbackDispatcherTest, StopLeavesACallbackThatDoesNotReturnBehind) {
-    std::atomic<int> reports{0};
-    CallbackDispatcher dispatcher(
-            [&](const Notification&, const ::ndk::ScopedAStatus&) { ++reports; }, nullptr,
-            std::chrono::hours(1), std::chrono::milliseconds(100));
-    dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
-    dispatcher.post({note(1, hung, 1), note(1, hung, 2)});
-    ASSERT_TRUE(hung->waitForCalls(1, kTimeout));
+    auto stuck = ::ndk::SharedRefBase::make<RecordingCallback>(true);
+    dispatcher.post({note(3, stuck, 1), note(3, stuck, 2)});
+    ASSERT_TRUE(stuck->waitForCalls(1, kTimeout));
     EXPECT_FALSE(dispatcher.stop());
     EXPECT_EQ(dispatcher.threads(), 1u);
-    hung->release();
+    stuck->release();
     const auto deadline = std::chrono::steady_clock::now() + kTimeout;
     while (dispatcher.threads() > 0 && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::yield();
     }
     EXPECT_EQ(dispatcher.threads(), 0u);
-    EXPECT_EQ(reports, 0);
-    EXPECT_EQ(ids(hung->calls()), (std::vector<int32_t>{1}));
+    EXPECT_EQ(reports->calls().size(), 8u);
+    EXPECT_EQ(ids(stuck->calls()), (std::vector<int32_t>{1}));
+    EXPECT_TRUE(drops->calls().empty());
 }
 
-// The model ends the stuck listener's registration, as it does a dead one's; the other keeps
-// hearing.
-TEST_F(ModelTest, StuckListenerLosesItsRegistration) {
-    Drops drops;
+// A listener stuck past the bound is dropped, each of its registrations once: what it had queued
+// and what comes later are not delivered. The model ends its registrations, as it does a dead
+// one's; the other keeps hearing.
+TEST_F(ModelTest, StuckListenerIsDroppedAndLosesItsRegistrations) {
+    auto drops = ::ndk::SharedRefBase::make<RecordingCallback>();
     CallbackDispatcher dispatcher(
             nullptr,
             [&](int32_t handle) {
                 Effects dropped;
                 model->forgetRegistration(handle, &dropped);
-                drops.add(handle);
+                recordDropsIn(drops)(handle);
             },
             std::chrono::milliseconds(100));
     dispatcher.start();
-    auto hung = ::ndk::SharedRefBase::make<HungCallback>();
+    auto hung = ::ndk::SharedRefBase::make<RecordingCallback>(true);
     auto healthy = newCallback();
-    const int32_t hungHandle = listen({idRecord(1)}, hung);
+    const int32_t first = listen({idRecord(1)}, hung);
+    const int32_t second = listen({idRecord(1)}, hung);
     listen({idRecord(1)}, healthy);
     take();
 
     acquire({idRecord(1, "a")});
     dispatcher.post(take().notifications);
-    ASSERT_TRUE(drops.waitFor(1));
-    EXPECT_EQ(drops.handles(), (std::vector<int32_t>{hungHandle}));
-    acquire({idRecord(1, "b")});
-    const Effects after = take();
-    EXPECT_TRUE(sentTo(after.notifications, hung).empty());
-    EXPECT_EQ(sentTo(after.notifications, healthy).size(), 1u);
+    ASSERT_TRUE(drops->waitForCalls(2, kTimeout));
+    EXPECT_EQ(ids(drops->calls()), (std::vector<int32_t>{first, second}));
+    // Only registrations are forgotten, never requests.
+    model->forgetRegistration(acquire({idRecord(1, "b")}), &effects);
+    EXPECT_EQ(valueOf(idRecord(1)), "b");
+    std::vector<Notification> after = take().notifications;
+    EXPECT_TRUE(sentTo(after, hung).empty());
+    after.push_back(note(first, hung, 2));
+    dispatcher.post(std::move(after));
+    ASSERT_TRUE(healthy->waitForCalls(2, kTimeout));
     hung->release();
     dispatcher.stop();
+    EXPECT_EQ(hung->calls().size(), 1u);
     EXPECT_EQ(dispatcher.threads(), 0u);
 }
 

@@ -1,4 +1,5 @@
-// An IJorvCallback that records what it is called with.
+// An IJorvCallback that records what it is called with; a hung one also blocks in each call
+// until released.
 #pragma once
 
 #include <aidl/vendor/vemra/hardware/jorv/BnJorvCallback.h>
@@ -14,10 +15,13 @@ namespace jorvsimtest {
 
 class RecordingCallback : public ::aidl::vendor::vemra::hardware::jorv::BnJorvCallback {
 public:
+    explicit RecordingCallback(bool hung = false) : mHung(hung) {}
+
     ::ndk::ScopedAStatus onCallback(const jorvsim::DataList& data) override {
-        std::lock_guard<std::mutex> lock(mMutex);
+        std::unique_lock<std::mutex> lock(mMutex);
         mCalls.push_back(data);
-        mCalled.notify_all();
+        mChanged.notify_all();
+        mChanged.wait(lock, [this] { return !mHung; });
         return ::ndk::ScopedAStatus::ok();
     }
 
@@ -29,34 +33,21 @@ public:
     // True once at least `count` calls arrived.
     bool waitForCalls(size_t count, std::chrono::milliseconds timeout) const {
         std::unique_lock<std::mutex> lock(mMutex);
-        return mCalled.wait_for(lock, timeout, [&] { return mCalls.size() >= count; });
+        return mChanged.wait_for(lock, timeout, [&] { return mCalls.size() >= count; });
+    }
+
+    // Lets a hung callback's calls return, now and later.
+    void release() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mHung = false;
+        mChanged.notify_all();
     }
 
 private:
     mutable std::mutex mMutex;
-    mutable std::condition_variable mCalled;
+    mutable std::condition_variable mChanged;
     std::vector<jorvsim::DataList> mCalls;
-};
-
-// Records its calls, and blocks in each one until released.
-class HungCallback : public RecordingCallback {
-public:
-    ::ndk::ScopedAStatus onCallback(const jorvsim::DataList& data) override {
-        RecordingCallback::onCallback(data);
-        std::unique_lock<std::mutex> lock(mMutex);
-        mReleased.wait(lock, [this] { return mFree; });
-        return ::ndk::ScopedAStatus::ok();
-    }
-    void release() {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mFree = true;
-        mReleased.notify_all();
-    }
-
-private:
-    std::mutex mMutex;
-    std::condition_variable mReleased;
-    bool mFree = false;
+    bool mHung;
 };
 
 }  // namespace jorvsimtest

@@ -1,5 +1,5 @@
-// jorv-sim running as a child process in a service directory of its own, with its transcript
-// (standard output) read line by line.
+// jorv-sim, or a client of it, running as a child process with HOSTBINDER_DIR set to a service
+// directory, its standard output read line by line.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,33 +17,34 @@ namespace jorvsimtest {
 // keeps a test hanging, it never decides a pass.
 inline constexpr std::chrono::milliseconds kLongTimeout{30000};
 
+// Matches a line that starts with `prefix` and holds `part`.
+inline std::function<bool(const std::string&)> lineWith(std::string prefix, std::string part = "") {
+    return [=](const std::string& line) {
+        return line.rfind(prefix, 0) == 0 && line.find(part) != std::string::npos;
+    };
+}
+
 class SimProcess {
 public:
-    // `args` go to jorv-sim after --die-with-parent.
+    // jorv-sim with `args` (after --die-with-parent), serving in a directory of its own.
     explicit SimProcess(std::vector<std::string> args = {});
-    // Serves in `dir`, which the caller owns (it is neither made nor removed here): a service
-    // restarted where its clients look for it.
+    // Serving in `dir`, which the caller owns: a service restarted where its clients look for it.
     SimProcess(std::string dir, std::vector<std::string> args);
-    // Another program (a client of the service) run with HOSTBINDER_DIR=`dir`, which it does not
-    // own; its standard error is discarded. Started with spawn().
+    // Another program (a client of the service in `dir`); its standard error is discarded.
     SimProcess(std::string program, std::vector<std::string> args, std::string dir);
     ~SimProcess();
     SimProcess(const SimProcess&) = delete;
     SimProcess& operator=(const SimProcess&) = delete;
 
-    // Starts it with HOSTBINDER_DIR set to dir() and waits for its ready line.
+    // Starts it and waits for jorv-sim's ready line.
     ::testing::AssertionResult start();
     // Starts it without waiting for anything.
     ::testing::AssertionResult spawn();
-    // Everything it wrote to standard output once it has ended (waiting up to `timeout`), or
-    // none; `status` gets the wait status.
-    std::optional<std::string> output(int* status,
-                                      std::chrono::milliseconds timeout = kLongTimeout);
     const std::string& dir() const { return mDir; }
     pid_t pid() const { return mPid; }
 
-    // The first transcript line at index `from` or later that satisfies `match`, waiting for
-    // it; none when the process ends or the time is up first.
+    // The first line at index `from` or later that satisfies `match`, waiting for it; none when
+    // the process ends or the time is up first.
     std::optional<std::string> waitForLine(const std::function<bool(const std::string&)>& match,
                                            size_t from = 0,
                                            std::chrono::milliseconds timeout = kLongTimeout);
@@ -55,14 +56,14 @@ public:
     std::optional<int> waitExit(std::chrono::milliseconds timeout = kLongTimeout);
 
 private:
-    // Reads what the transcript has, waiting up to `timeout` for something; false at its end.
+    // Reads what the output has, waiting up to `timeout` for something; false at its end.
     bool readSome(std::chrono::milliseconds timeout);
 
     std::string mProgram;
     std::vector<std::string> mArgs;
     std::string mDir;
-    bool mOwnsDir = true;
-    bool mQuietStderr = false;
+    bool mOwnsDir = false;
+    bool mQuietStderr = true;
     pid_t mPid = -1;
     int mOut = -1;
     std::string mPartial;
