@@ -1,5 +1,7 @@
 // Callbacks arriving on several binder threads while other threads send requests and open and
-// close listenings: no race, no lost registry entry (run under TSan in CI).
+// close listenings: no race, no lost registry entry (run under TSan in CI). Each test runs in a
+// process of its own under ctest, so the requesting threads, released at once, also make the
+// process's first callback objects together (each of them sets up the callback stub's logging).
 
 #include <gtest/gtest.h>
 
@@ -18,14 +20,17 @@ TEST(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
     env.declare();
     std::shared_ptr<FakeJorv> fake = env.publish();
     auto callback = std::make_shared<RecordingCallback>();
+    constexpr int kRequestThreads = 6;
     constexpr int kRequestsPerThread = 40;
     constexpr int kListenings = 40;
 
-    std::atomic<int> running{3};
+    std::atomic<int> running{kRequestThreads + 1};
     std::atomic<int> badResults{0};
+    std::atomic<int> ready{0};
     std::vector<std::thread> threads;
-    for (int t = 0; t < 2; ++t) {
+    for (int t = 0; t < kRequestThreads; ++t) {
         threads.emplace_back([&] {
+            for (++ready; ready < kRequestThreads;) std::this_thread::yield();
             for (int i = 0; i < kRequestsPerThread; ++i) {
                 jorvHalclient::ResourceList resources = {{i + 1, "1"}};
                 if (jorvHalclient::jorvResCtlRequest(0, 1, resources, 0, 0, 0, callback) != 1) {

@@ -1,6 +1,9 @@
-// The namespace client's connection: first use, waiting for a declared service, death, and the
-// race of two connecting threads. Calls while the service dies and comes back: tests/reliability.
+// The library's two service connections: first use, an unreachable service, init, death and
+// reconnection, the namespace's wait for a declared service and its race of connecting threads,
+// and the independence of the two. Calls while the service dies and comes back:
+// tests/reliability.
 
+#include <android/binder_manager.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +11,7 @@
 #include <thread>
 
 #include "JorvHalclient.h"
+#include "QarEventApi.h"
 #include "halclient/JorvHalConnection.h"
 #include "support/FakeServiceTest.h"
 
@@ -22,73 +26,157 @@ int requestOnce() {
     return jorvHalclient::jorvResCtlRequest(1, empty, 2);
 }
 
-TEST(ConnectionTest, NotDeclaredEveryCallLogsAndFails) {
-    ServiceEnv env;
-    env.publish();  // running but not declared: the client must not use it
-    LogCapture log;
+int initNamespace() {
+    jorvHalclient::jorv_init();
+    return jorvHalConnected() ? 0 : -1;
+}
+
+int callEventApi() {
+    return qarRuleCtl(8, 1, {});
+}
+
+using Counts = HostBinderLookupCounts;
+
+struct Connection {
+    const char* name;
+    const char* tag;
+    int (*call)();  // one call through the connection, which the fake answers with 1
+    int (*init)();  // 0 when the service's init succeeds
+    bool (*connected)();
+    int initFailure;
+    const char* initFailedLine;
+    uint64_t Counts::*lookup;  // the look-up the connection makes
+    uint64_t Counts::*unused;  // the one it never makes
+};
+
+const Connection kNamespace = {"Namespace",
+                               kTag,
+                               requestOnce,
+                               initNamespace,
+                               jorvHalConnected,
+                               -1,
+                               "jorv_init() failed: jorv HAL service not available",
+                               &Counts::waitForService,
+                               &Counts::checkService};
+const Connection kEvent = {"EventApi",
+                           kQarTag,
+                           callEventApi,
+                           qarInit,
+                           qarHalConnected,
+                           -2,
+                           "jorv_init() failed : jorv HAL service not available",
+                           &Counts::checkService,
+                           &Counts::waitForService};
+
+void PrintTo(const Connection& connection, std::ostream* os) {
+    *os << connection.name;
+}
+
+TEST(ConnectionTest, UnreachableServiceFailsAtOnce) {
     struct Case {
-        const char* entry;
+        bool declared;  // a service is published only when none is declared
         std::function<int()> call;
+        std::vector<LogLine> lines;
+        uint64_t isDeclared;
+        uint64_t checkService;
     };
-    static ResourceList empty;
     const std::vector<Case> cases = {
-            {"jorv client jorvResCtlRequest", [] { return requestOnce(); }},
-            {"jorv client jorvSACtlRequest",
-             [] { return jorvHalclient::jorvSACtlRequest(1, 2, 3); }},
-            {"jorv client jorvResCtlRelease", [] { return jorvHalclient::jorvResCtlRelease(1); }},
-            {"jorv client jorvSACtlRelease", [] { return jorvHalclient::jorvSACtlRelease(1); }},
-            {"jorv client jorv_init",
-             [] {
-                 jorvHalclient::jorv_init();
-                 return -1;
-             }},
+            {false,
+             requestOnce,
+             {{ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRequest"},
+              {ANDROID_LOG_ERROR, kTag, kNotDeclared0}},
+             2,
+             0},
+            {false,
+             initNamespace,
+             {{ANDROID_LOG_INFO, kTag, "jorv client jorv_init"},
+              {ANDROID_LOG_ERROR, kTag, kNotDeclared0}},
+             2,
+             0},
+            {false,
+             qarInit,
+             {{ANDROID_LOG_ERROR, kQarTag, "qarInit enter"},
+              {ANDROID_LOG_ERROR, kQarTag, kNotDeclared0},
+              {ANDROID_LOG_ERROR, kQarTag, "qar_get_jorv_hal_and_link_to_death error:-1"}},
+             2,
+             0},
+            {true,
+             qarInit,
+             {{ANDROID_LOG_ERROR, kQarTag, "qarInit enter"},
+              {ANDROID_LOG_ERROR, kQarTag, "Jorv HAL Service not found"},
+              {ANDROID_LOG_ERROR, kQarTag, "qar_get_jorv_hal_and_link_to_death error:-1"}},
+             1,
+             1},
     };
     for (const Case& c : cases) {
-        log.clear();
+        SCOPED_TRACE(c.lines[0].text);
+        ServiceEnv env;
+        c.declared ? env.declare() : static_cast<void>(env.publish());
+        LogCapture log;
         const auto before = env.lookups();
-        EXPECT_EQ(c.call(), -1) << c.entry;
-        const std::vector<LogLine> expected = {{ANDROID_LOG_INFO, kTag, c.entry},
-                                               {ANDROID_LOG_ERROR, kTag, kNotDeclared0}};
-        EXPECT_EQ(log.lines(), expected) << c.entry;
+        EXPECT_EQ(c.call(), -1);
+        EXPECT_EQ(log.lines(), c.lines);
         const auto after = env.lookups();
-        EXPECT_EQ(after.isDeclared - before.isDeclared, 2u) << "asked twice, " << c.entry;
-        EXPECT_EQ(after.waitForService, before.waitForService) << c.entry;
+        EXPECT_EQ(after.isDeclared - before.isDeclared, c.isDeclared);
+        EXPECT_EQ(after.checkService - before.checkService, c.checkService);
+        EXPECT_EQ(after.waitForService, before.waitForService) << "never waits";
+        EXPECT_TRUE(c.declared || env.fake()->calls().empty());
     }
-    EXPECT_TRUE(env.fake()->calls().empty());
 }
 
-TEST(ConnectionTest, FirstUseConnectsOnceThenStaysCached) {
-    ServiceEnv env;
-    env.declare();
-    env.publish();
-    LogCapture log;
+class ConnectionTest : public FakeServiceTest, public ::testing::WithParamInterface<Connection> {};
+
+TEST_P(ConnectionTest, FirstUseConnectsOnceAndAFailedInitDropsIt) {
+    const Connection& c = GetParam();
     const auto before = env.lookups();
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(requestOnce(), 1);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(c.call(), 1);
     const auto after = env.lookups();
     EXPECT_EQ(after.isDeclared - before.isDeclared, 1u);
-    EXPECT_EQ(after.waitForService - before.waitForService, 1u);
-    EXPECT_EQ(after.checkService, before.checkService) << "the namespace client never checks";
+    EXPECT_EQ(after.*c.lookup - before.*c.lookup, 1u);
+    EXPECT_EQ(after.*c.unused, before.*c.unused);
     for (const LogLine& line : log.lines()) EXPECT_NE(line.priority, ANDROID_LOG_ERROR);
+
+    EXPECT_EQ(c.init(), 0);
+    EXPECT_TRUE(c.connected());
+    fake->enqueue("init", Answer::serviceSpecific(3));
+    EXPECT_EQ(c.init(), c.initFailure);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag, c.initFailedLine), 1u);
+    EXPECT_FALSE(c.connected());
+    EXPECT_EQ(c.init(), 0);
+    EXPECT_EQ(fake->callsOf("init").size(), 3u);
 }
 
-TEST(ConnectionTest, InitSendsInitAndFailureDropsConnection) {
-    ServiceEnv env;
-    env.declare();
-    auto fake = env.publish();
-    jorvHalclient::jorv_init();
-    EXPECT_EQ(fake->callsOf("init").size(), 1u);
-    EXPECT_TRUE(jorvHalConnected());
-
-    LogCapture log;
+TEST_P(ConnectionTest, DeathIsReportedOnceAndTheNextCallReconnects) {
+    const Connection& c = GetParam();
+    // The test keeps the proxy alive, so that the connection dropped after a failed init is re-made
+    // on the same proxy: its death must still be reported once, not once per connection made.
+    ndk::SpAIBinder proxy(AServiceManager_checkService(kInstance));
     fake->enqueue("init", Answer::exception(EX_SECURITY));
-    jorvHalclient::jorv_init();
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                        "jorv_init() failed: jorv HAL service not available"),
-              1u);
-    EXPECT_FALSE(jorvHalConnected());
+    ASSERT_EQ(c.init(), c.initFailure);
+    ASSERT_EQ(c.init(), 0);
+    std::atomic<bool> toldAll{false};  // linked last, so told last
+    ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(
+            [](void* cookie) { static_cast<std::atomic<bool>*>(cookie)->store(true); }));
+    ASSERT_EQ(AIBinder_linkToDeath(proxy.get(), recipient.get(), &toldAll), STATUS_OK);
+    env.kill();
+    ASSERT_TRUE(waitFor([&] { return toldAll.load(); }));
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag, "Jorv HAL Service died"), 1u);
+    EXPECT_FALSE(c.connected());
+
+    auto next = env.publish();
+    EXPECT_EQ(c.call(), 1);
+    EXPECT_EQ(next->calls().size(), 1u);
+    // The new connection has a death link of its own.
+    env.kill();
+    EXPECT_TRUE(waitFor(
+            [&] { return log.count(ANDROID_LOG_ERROR, c.tag, "Jorv HAL Service died") == 2; }));
+    EXPECT_FALSE(c.connected());
 }
 
-TEST(ConnectionTest, DeclaredButNotRunningWaitsForPublication) {
+INSTANTIATE_TEST_SUITE_P(Connections, ConnectionTest, ::testing::Values(kNamespace, kEvent),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(NamespaceConnectionTest, DeclaredButNotRunningWaitsForPublication) {
     ServiceEnv env;
     env.declare();
     const auto before = env.lookups();
@@ -102,34 +190,7 @@ TEST(ConnectionTest, DeclaredButNotRunningWaitsForPublication) {
     EXPECT_EQ(pending.get(), 606);
 }
 
-TEST(ConnectionTest, DeathDropsConnectionAndNextCallReconnects) {
-    ServiceEnv env;
-    env.declare();
-    env.publish();
-    ASSERT_EQ(requestOnce(), 1);
-    LogCapture log;
-    env.kill();
-    ASSERT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 1; }));
-    EXPECT_FALSE(jorvHalConnected());
-
-    // The next call waits for the service to come back.
-    const auto before = env.lookups();
-    auto pending = std::async(std::launch::async, requestOnce);
-    ASSERT_TRUE(waitFor([&] { return env.lookups().waitForService > before.waitForService; }));
-    auto fake = env.publish();
-    fake->setDefault("request", Answer::ok(2));
-    ASSERT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    EXPECT_EQ(pending.get(), 2);
-
-    // The new connection has a death link of its own.
-    env.kill();
-    EXPECT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 2; }));
-    EXPECT_FALSE(jorvHalConnected());
-}
-
-TEST(ConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
+TEST(NamespaceConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
     ServiceEnv env;
     env.declare();
     env.publish();

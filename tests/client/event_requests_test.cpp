@@ -117,23 +117,6 @@ TEST_F(EventRequestTest, ReleaseNotifyRulesAndSysInfo) {
     EXPECT_EQ(fake->callsOf("setRelatedSysInfo").at(0).strings, std::vector<std::string>{"info"});
 }
 
-TEST_F(EventRequestTest, FailedCallsReturnMinusOneAndDropTheConnection) {
-    const std::vector<std::tuple<const char*, const char*, std::function<int32_t()>>> cases = {
-            {"request", "QarEventAcquire", [&] { return QarEventAcquire(3, "p", "i", 10, res); }},
-            {"request", "QarNotify", [] { return QarNotify(1, 2, {}); }},
-            {"ruleCtl", "qarRuleCtl", [&] { return qarRuleCtl(8, 0, res); }},
-            {"setRelatedSysInfo", "setRelatedSysInfo", [] { return setRelatedSysInfo(1, ""); }},
-            {"release", "jorvResCtlRelease", [] { return QarRelease(1), -1; }},
-    };
-    for (const auto& [op, name, call] : cases) {
-        fake->enqueue(op, Answer::serviceSpecific(4));
-        EXPECT_EQ(call(), -1) << name;
-        const std::string failed = std::string(name) + "() failed : jorv HAL service not available";
-        EXPECT_EQ(logged(ANDROID_LOG_ERROR, failed), 1u);
-        EXPECT_FALSE(qarHalConnected()) << name;
-    }
-}
-
 TEST_F(EventRequestTest, TraceMarkersOnlyWithTagZero) {
     const std::string longPkg(2000, 'p');
     gTraceTags = ~uint64_t{1};

@@ -144,34 +144,5 @@ TEST_F(PathRequestsTest, StateQueryByMapSkipsIncompleteAnswersAndOverwrites) {
               1u);
 }
 
-TEST_F(PathRequestsTest, FailureLinesUseTheirFixedNames) {
-    using namespace jorvHalclient;
-    auto byPath = std::make_shared<RecordingPathCallback>();
-    struct Case {
-        const char* op;
-        std::function<int()> call;
-        const char* line;
-    };
-    const std::vector<Case> cases = {
-            {"request", [] { return jorv_resctl_request_by_path(1, 2, {}, {}, 3, 4, 5); },
-             "jorv_resctl_request_by_path() failed: jorv HAL service not available"},
-            {"request",
-             [&] {
-                 return jorv_resctl_request_with_callback_by_path(1, 2, {}, {}, 3, 4, 5, byPath);
-             },
-             "jorv client jorv_resctl_request_with_callback() failed: jorv HAL service not "
-             "available"},
-            {"listeningRegister",
-             [&] { return jorv_res_listening_register_by_path({"/f"}, 0, byPath); },
-             "jorv_res_listening_register() failed: jorv HAL service not available"},
-    };
-    for (const Case& c : cases) {
-        fake->enqueue(c.op, Answer::serviceSpecific(2));
-        EXPECT_EQ(c.call(), -1) << c.line;
-        EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag, c.line), 1u) << c.line;
-    }
-    EXPECT_EQ(listeningGroupCount(), 0u);
-}
-
 }  // namespace
 }  // namespace qartest

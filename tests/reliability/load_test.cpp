@@ -9,7 +9,6 @@
 
 #include "JorvHalclient.h"
 #include "QarEventApi.h"
-#include "client/support/RecordingCallbacks.h"
 #include "client/support/ServiceEnv.h"
 #include "reliability/support/MixedCalls.h"
 #include "reliability/support/ProcessCensus.h"
@@ -32,7 +31,6 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     const int callsPerThread = countFromEnv("QAR_RELIABILITY_CALLS", kDefaultCallsPerThread);
 
     MixedCalls load({kLoadThreads, callsPerThread, false, false, std::chrono::seconds(30)});
-    load.start();
     load.finish();
     std::cout << kLoadThreads << " threads: " << load.report();
 
@@ -44,34 +42,6 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     const HostBinderLookupCounts after = env.lookups();
     EXPECT_EQ(after.waitForService - before.waitForService, 1u);
     EXPECT_EQ(after.checkService - before.checkService, 0u);
-}
-
-// The first callback objects of a process made on many threads at once (each test runs in a
-// process of its own under ctest): every one of them sets up the callback stub's logging.
-TEST(HealthyLoadTest, FirstCallbackObjectsMadeOnManyThreadsAtOnce) {
-    constexpr int kThreads = 8;
-    qartest::ServiceEnv env;
-    env.declare();
-    env.publish();
-    auto callback = std::make_shared<qartest::RecordingCallback>();
-    std::atomic<int> ready{0};
-    std::atomic<bool> go{false};
-    std::atomic<int> handles{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            jorvHalclient::ResourceList resources = {{0x41300000 + t, "1"}};
-            ++ready;
-            while (!go) std::this_thread::yield();
-            if (jorvHalclient::jorvResCtlRequest(-1, 0, resources, -1, 0, 0, callback) >= 0) {
-                ++handles;
-            }
-        });
-    }
-    while (ready < kThreads) std::this_thread::yield();
-    go = true;
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(handles, kThreads);
 }
 
 TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
@@ -105,7 +75,6 @@ TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
     }
 
     MixedCalls normal({2, MixedCalls::tableSize(), false, false, std::chrono::seconds(30)});
-    normal.start();
     normal.finish();
     EXPECT_EQ(normal.unexpected(), 0u) << normal.report();
     // None of them waited for the flood to be served.

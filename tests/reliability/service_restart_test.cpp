@@ -52,7 +52,6 @@ protected:
         if (qarInit() != 0) return ::testing::AssertionFailure() << "qarInit failed";
         MixedCalls round(
                 {threads, MixedCalls::tableSize(), false, false, std::chrono::seconds(30)});
-        round.start();
         round.finish();
         if (round.unexpected() == 0) return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << round.report();
@@ -80,7 +79,6 @@ TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
     const HostBinderLookupCounts before = mEnv.lookups();
 
     MixedCalls load({kWorkers, 0, true, false, std::chrono::seconds(60)});
-    load.start();
     uint64_t busyCycles = 0;
     for (int cycle = 0; cycle < cycles; ++cycle) {
         const CycleKind& running = kCycleKinds[cycle % kCycleKindCount];

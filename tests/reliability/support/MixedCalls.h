@@ -1,12 +1,11 @@
 // Mixed calls through both of the library's service connections (the jorvHalclient functions, and
 // the event API with the wrapper over it) from several threads. Every result is checked against
-// what the library may return, and a watchdog aborts the process when a call does not come back
-// in time, so that a hang shows up as the name of the stuck call rather than a test timeout.
+// what the library may return, and a call that does not come back in time aborts the process, so
+// that a hang shows up as the name of the stuck call rather than a test timeout.
 #pragma once
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -35,6 +34,7 @@ struct MixedCallOptions {
     std::chrono::milliseconds callBound{30000};
 };
 
+// Starts its workers at once.
 class MixedCalls {
 public:
     explicit MixedCalls(MixedCallOptions options);
@@ -46,7 +46,6 @@ public:
     // Calls in one round of the table of operations (each acquisition, release and query once).
     static int tableSize();
 
-    void start();
     // Waits until every worker has made its calls; a run without a call count is told to stop
     // after the call in progress.
     void finish();
@@ -59,8 +58,8 @@ public:
     // Callbacks the workers' callback objects received.
     uint64_t callbacks() const { return mCallbacks->load(); }
     // With checkConnection: the calls through `side` that found its connection down.
-    uint64_t reconnects(Side side) const;
-    // Counts, the slowest call and the first unexpected results.
+    uint64_t reconnects(Side side) const { return mReconnects[static_cast<int>(side)]; }
+    // Counts and the first unexpected results.
     std::string report() const;
 
     struct Worker;
@@ -73,24 +72,19 @@ private:
     };
 
     void work(int index);
-    // False when the call was skipped (nothing to release).
+    // False when the call was skipped (nothing to give back).
     bool runOne(Worker& worker, const Op& op);
-    void noteUnexpected(const Worker& worker, const Op& op, const std::string& what);
-    void watch();
+    void abortIfStuck() const;
 
     const MixedCallOptions mOptions;
     std::shared_ptr<std::atomic<uint64_t>> mCallbacks;
     std::unique_ptr<Slot[]> mSlots;
     std::atomic<uint64_t> mCounts[3] = {};  // answered, failed, unexpected
-    std::atomic<bool> mStop{false};
-    std::atomic<int64_t> mSlowestNs{0};
     std::atomic<uint64_t> mReconnects[2] = {};
+    std::atomic<bool> mStop{false};
+    std::atomic<int> mRunning{0};
     std::vector<std::thread> mWorkers;
-
     mutable std::mutex mLock;
-    std::condition_variable mWatchWake;
-    bool mWatchStop = false;  // guarded by mLock
-    std::thread mWatchdog;
     std::vector<std::string> mFirstUnexpected;  // guarded by mLock
 };
 
