@@ -1,6 +1,6 @@
 // Every kind of failed service call: the caller gets -1 whatever out-value the failed reply
 // carried, one line names the call, and the call's own connection is dropped (the next call looks
-// the service up again) while the other connection stays.
+// the service up again, once) while the other connection stays.
 
 #include <gtest/gtest.h>
 
@@ -71,8 +71,14 @@ TEST_F(FailedCallTest, ReturnsMinusOneLogsTheCallAndDropsItsConnection) {
     for (size_t i = 0; i < rows.size(); ++i) {
         const Row& row = rows[i];
         SCOPED_TRACE(row.name);
+        const auto before = env.lookups();
         jorv_init();
         ASSERT_EQ(qarInit(), 0);
+        // The row before dropped one connection: remaking it takes one look-up.
+        const auto after = env.lookups();
+        EXPECT_EQ(after.waitForService - before.waitForService + after.checkService -
+                          before.checkService,
+                  i == 0 ? 2u : 1u);
         Answer failure = failures[i % std::size(failures)];
         failure.out = 31;  // a failed reply's out-value never reaches the caller
         fake->enqueue(row.op, failure);

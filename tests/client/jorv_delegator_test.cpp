@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "support/FakeJorv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
@@ -18,17 +18,6 @@ namespace {
 using ::aidl::vendor::vemra::hardware::jorv::BnJorvCallback;
 using ::aidl::vendor::vemra::hardware::jorv::IJorv;
 using ::aidl::vendor::vemra::hardware::jorv::IJorvDefault;
-
-// The op, scalar and string arguments of a recorded call, in one comparable line.
-std::string describe(const Call& call) {
-    std::string line = call.op;
-    for (int32_t i : call.ints) line += " " + std::to_string(i);
-    for (const std::string& s : call.strings) line += " '" + s + "'";
-    if (call.parcel) line += " parcel" + std::to_string(call.parcel->param0);
-    for (const JorvRequestData& d : call.data) line += " data" + std::to_string(d.id);
-    if (call.callback) line += " callback";
-    return line;
-}
 
 class SilentCallback : public BnJorvCallback {
 public:
@@ -68,19 +57,19 @@ TEST(JorvDelegatorTest, HandsEachCallToTheSameMethodOfTheImplementation) {
     for (const Call& call : fake->calls()) calls.push_back(describe(call));
     EXPECT_EQ(calls, (std::vector<std::string>{
                              "init",
-                             "request parcel5",
+                             "request type=0 p0=5",
                              "release 11",
-                             "stateRequest parcel5",
-                             "listeningRegister parcel5 callback",
+                             "stateRequest type=0 p0=5",
+                             "listeningRegister type=0 p0=5 cb",
                              "listeningUnregister 12",
                              "propertyGet 'name'",
                              "propertySet 'key' 'value'",
-                             "thermalListeningRegister 1 2 callback",
+                             "thermalListeningRegister 1 2 cb",
                              "thermalListeningUnregister 13",
                              "reserved10",
                              "setRelatedSysInfo 14 'info'",
-                             "ruleCtl 15 16 data9",
-                             "requestOneWay parcel5",
+                             "ruleCtl 15 16 9",
+                             "requestOneWay type=0 p0=5",
                      }));
 }
 

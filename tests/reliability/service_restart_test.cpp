@@ -50,8 +50,7 @@ protected:
     static ::testing::AssertionResult healthyRound(int threads) {
         // Recorded in the service's history, so that a history query has something to answer.
         if (qarInit() != 0) return ::testing::AssertionFailure() << "qarInit failed";
-        MixedCalls round(
-                {threads, MixedCalls::tableSize(), false, false, std::chrono::seconds(30)});
+        MixedCalls round({threads, MixedCalls::tableSize(), false, std::chrono::seconds(30)});
         round.finish();
         if (round.unexpected() == 0) return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << round.report();
@@ -78,7 +77,7 @@ TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
     const Census baseline = takeCensus();
     const HostBinderLookupCounts before = mEnv.lookups();
 
-    MixedCalls load({kWorkers, 0, true, false, std::chrono::seconds(60)});
+    MixedCalls load({kWorkers, 0, true, std::chrono::seconds(60)});
     uint64_t busyCycles = 0;
     for (int cycle = 0; cycle < cycles; ++cycle) {
         const CycleKind& running = kCycleKinds[cycle % kCycleKindCount];

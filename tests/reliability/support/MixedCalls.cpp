@@ -21,9 +21,7 @@ using QarClient::Resource;
 
 namespace {
 
-// kDone: the call came back, but its result cannot tell a failure (no result, or a handle made
-// locally), so it says nothing about the connection either.
-enum class Outcome { kAnswered, kFailed, kUnexpected, kSkipped, kDone };
+enum class Outcome { kAnswered, kFailed, kUnexpected, kSkipped };
 
 struct Result {
     Outcome outcome;
@@ -61,11 +59,7 @@ Result byStatus(int64_t value) {
 }
 
 Result done(int64_t value = 0, int64_t expected = 0) {
-    return {value == expected ? Outcome::kDone : Outcome::kUnexpected, value};
-}
-
-bool connected(Side side) {
-    return side == Side::kNamespace ? qartest::jorvHalConnected() : qartest::qarHalConnected();
+    return {value == expected ? Outcome::kAnswered : Outcome::kUnexpected, value};
 }
 
 // The count is shared: the library may keep this object (and call it) after the run ends.
@@ -113,9 +107,6 @@ struct MixedCalls::Worker {
 
 struct MixedCalls::Op {
     const char* name;
-    Side side;
-    // A failure result means the library dropped the connection.
-    bool failureDrops;
     Result (*call)(Worker&);
 };
 
@@ -262,52 +253,49 @@ Result initNamespace(Worker&) {
 
 // Acquisitions come before their releases, and the two connections take turns.
 const std::vector<Op>& ops() {
-    constexpr Side kNs = Side::kNamespace;
-    constexpr Side kEv = Side::kEvent;
     static const std::vector<Op> kOps = {
-            {"jorvResListeningRegister", kNs, true, listenById},
-            {"QarEventAcquire", kEv, true, eventAcquire},
-            {"jorvResCtlRequest", kNs, true, request},
-            {"QarMutiResStateRequest", kEv, true, multiResState},
-            {"jorvResCtlRequest(callback)", kNs, true, requestWithCallback},
-            {"QarEventAcquireOneWay", kEv, false, oneWay},
-            {"jorvResStateRequest", kNs, true, stateById},
-            {"QarRelease", kEv, false, releaseEvent},
-            {"jorvResCtlRelease", kNs, true, releaseRequest},
-            {"QarEventAcquireWrapper", kEv, true, wrapperAcquire},
-            {"jorvSACtlRequest", kNs, true, sceneAction},
-            {"QarNotify", kEv, true, [](Worker& w) { return byValue(QarNotify(w.index, 2, {3})); }},
-            {"jorvResCtlRelease", kNs, true, releaseRequest},
-            {"qarRuleCtl", kEv, true,
+            {"jorvResListeningRegister", listenById},
+            {"QarEventAcquire", eventAcquire},
+            {"jorvResCtlRequest", request},
+            {"QarMutiResStateRequest", multiResState},
+            {"jorvResCtlRequest(callback)", requestWithCallback},
+            {"QarEventAcquireOneWay", oneWay},
+            {"jorvResStateRequest", stateById},
+            {"QarRelease", releaseEvent},
+            {"jorvResCtlRelease", releaseRequest},
+            {"QarEventAcquireWrapper", wrapperAcquire},
+            {"jorvSACtlRequest", sceneAction},
+            {"QarNotify", [](Worker& w) { return byValue(QarNotify(w.index, 2, {3})); }},
+            {"jorvResCtlRelease", releaseRequest},
+            {"qarRuleCtl",
              [](Worker& w) { return byValue(qarRuleCtl(200 + w.index, 1, w.ownVector())); }},
-            {"jorv_res_listening_register_by_path", kNs, true, listenByPath},
-            {"jorv_resctl_request_by_path", kNs, true, requestByPath},
-            {"QarGetPowerConsis", kEv, false, powerConsumption},
-            {"jorvSACtlRelease", kNs, true, releaseSceneAction},
-            {"jorv_res_state_request_by_path", kNs, true, stateByPath},
-            {"QarReleaseWapper", kEv, false, releaseEventByWrapper},
-            {"jorvPropertySet", kNs, true,
+            {"jorv_res_listening_register_by_path", listenByPath},
+            {"jorv_resctl_request_by_path", requestByPath},
+            {"QarGetPowerConsis", powerConsumption},
+            {"jorvSACtlRelease", releaseSceneAction},
+            {"jorv_res_state_request_by_path", stateByPath},
+            {"QarReleaseWapper", releaseEventByWrapper},
+            {"jorvPropertySet",
              [](Worker& w) {
                  return byValue(jorvHalclient::jorvPropertySet("r.w", w.nextValue()));
              }},
-            {"QarGetFeatureStatus", kEv, true,
-             [](Worker&) { return byValue(QarGetFeatureStatus(1)); }},
-            {"jorvResCtlRelease", kNs, true, releaseRequest},
-            {"jorvResListeningUnRegister", kNs, true, releaseListening},
-            {"QarGetHistory", kEv, true, history},
-            {"jorvResListeningUnRegister", kNs, true, releaseListening},
-            {"Qar_fetch_dataset", kEv, true, dataset},
-            {"jorv_init", kNs, false, initNamespace},
-            {"qarInit", kEv, true,
+            {"QarGetFeatureStatus", [](Worker&) { return byValue(QarGetFeatureStatus(1)); }},
+            {"jorvResCtlRelease", releaseRequest},
+            {"jorvResListeningUnRegister", releaseListening},
+            {"QarGetHistory", history},
+            {"jorvResListeningUnRegister", releaseListening},
+            {"Qar_fetch_dataset", dataset},
+            {"jorv_init", initNamespace},
+            {"qarInit",
              [](Worker&) {
                  const int32_t result = qarInit();
                  return result == -2 ? Result{Outcome::kFailed, -2} : byValue(result);
              }},
             // Source 8 switches rule 8 on with one resource; a failed switch is only logged.
-            {"QarNotifyWapper", kEv, false,
+            {"QarNotifyWapper",
              [](Worker&) { return done(QarNotifyWapper("reliability", 8, 1, 1, 0, 0, "")); }},
-            {"QarGetPMStatus", kEv, true, [](Worker&) { return byValue(QarGetPMStatus(0)); }},
-            {"QarResStateRequest", kEv, false, resourceState},
+            {"QarGetPMStatus", [](Worker&) { return byValue(QarGetPMStatus(0)); }},
+            {"QarResStateRequest", resourceState},
     };
     return kOps;
 }
@@ -357,7 +345,6 @@ void MixedCalls::work(int index) {
 }
 
 bool MixedCalls::runOne(Worker& worker, const Op& op) {
-    const bool wasConnected = !mOptions.checkConnection || connected(op.side);
     Slot& slot = mSlots[static_cast<size_t>(worker.index)];
     slot.op = &op;
     slot.startedNs = nowNs();
@@ -370,19 +357,11 @@ bool MixedCalls::runOne(Worker& worker, const Op& op) {
     }
     slot.startedNs = 0;
     if (result.outcome == Outcome::kSkipped) return false;
-    if (!wasConnected) ++mReconnects[static_cast<int>(op.side)];
-
-    const bool isConnected = !mOptions.checkConnection || connected(op.side);
     if (!problem.empty()) {
     } else if (result.outcome == Outcome::kUnexpected) {
         problem = "returned " + std::to_string(result.value);
     } else if (result.outcome == Outcome::kFailed && !mOptions.failuresAllowed) {
         problem = "failed (" + std::to_string(result.value) + ") against a healthy service";
-    } else if (result.outcome == Outcome::kAnswered && !isConnected) {
-        problem = "was answered but left its connection down";
-    } else if (result.outcome == Outcome::kFailed && op.failureDrops && mOptions.checkConnection &&
-               isConnected) {
-        problem = "failed but kept its connection";
     }
     if (!problem.empty()) {
         std::lock_guard<std::mutex> lock(mLock);

@@ -15,9 +15,6 @@
 
 namespace qarrel {
 
-// Which of the library's connections a call goes through.
-enum class Side { kNamespace, kEvent };
-
 struct MixedCallOptions {
     int threads = 4;
     // Calls per thread; 0 runs until finish().
@@ -25,10 +22,6 @@ struct MixedCallOptions {
     // The service fails or dies: the library's failure results (-1, qarInit's -2, the power
     // query's exception) are then expected besides answers. Otherwise every call must be answered.
     bool failuresAllowed = false;
-    // For one thread against a service that stays up: after each call, check that a failure
-    // dropped its connection and an answer left it connected, and count the calls that found
-    // their connection down (each of them must look the service up once).
-    bool checkConnection = false;
     // Longest a call may take. It must cover a service restart: the namespace's calls wait for a
     // declared service to come back.
     std::chrono::milliseconds callBound{30000};
@@ -57,8 +50,6 @@ public:
     uint64_t unexpected() const { return mCounts[2]; }
     // Callbacks the workers' callback objects received.
     uint64_t callbacks() const { return mCallbacks->load(); }
-    // With checkConnection: the calls through `side` that found its connection down.
-    uint64_t reconnects(Side side) const { return mReconnects[static_cast<int>(side)]; }
     // Counts and the first unexpected results.
     std::string report() const;
 
@@ -80,7 +71,6 @@ private:
     std::shared_ptr<std::atomic<uint64_t>> mCallbacks;
     std::unique_ptr<Slot[]> mSlots;
     std::atomic<uint64_t> mCounts[3] = {};  // answered, failed, unexpected
-    std::atomic<uint64_t> mReconnects[2] = {};
     std::atomic<bool> mStop{false};
     std::atomic<int> mRunning{0};
     std::vector<std::thread> mWorkers;

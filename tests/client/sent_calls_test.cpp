@@ -1,0 +1,268 @@
+// What each request, release, registration and command of the three layers sends: exactly one
+// service call, with every argument in its field, and the result the caller gets for the
+// service's answer. Path-addressed parcels all carry the debug marker.
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+
+#include "JorvHalclient.h"
+#include "JorvParcelMarker.h"
+#include "QarEventApi.h"
+#include "QarWrapper.h"
+#include "support/FakeServiceTest.h"
+#include "support/RecordingCallbacks.h"
+
+namespace qartest {
+namespace {
+
+struct Row {
+    std::function<int()> call;
+    int32_t answer;  // the out-value the service answers with
+    int result;
+    std::string sent;  // describe() of the one call the service received
+    std::optional<LogLine> line = std::nullopt;
+};
+
+LogLine info(const char* text, const char* tag = kTag) {
+    return {ANDROID_LOG_INFO, tag, text};
+}
+
+using SentCallTest = FakeServiceTest;
+
+TEST(ParcelMarkerTest, ReplacesWhateverPathsHeld) {
+    JorvRequestParcel parcel;
+    parcel.paths = std::vector<std::optional<std::string>>{"x", std::nullopt};
+    parcel.param0 = 4;
+    jorvHalclient::jorv_add_zdbdebug_for_request_parcel(parcel);
+    EXPECT_EQ(parcel.paths, (std::vector<std::optional<std::string>>{"zdbdebug"}));
+    EXPECT_EQ(parcel.param0, 4);
+}
+
+std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
+                               const std::shared_ptr<RecordingPathCallback>& byPath) {
+    using namespace jorvHalclient;
+    static ResourceList r = {{40, "1500"}, {0, std::nullopt}, {3, "a,b"}};
+    static ResourceList empty;
+    static ResourceList listened = {{5, "1"}, {7, std::nullopt}};
+    static ResourceList level = {{3, "2"}};
+    static std::vector<std::string> values;
+    static std::map<std::string, std::string> valueMap;
+    const std::string data = " [40=1500] [0] [3=a,b]";
+    return {
+            {[] { return jorvResCtlRequest(10, r, 50); }, 77, 77,
+             "request type=1 p0=-1 p1=10 p3=-1 p5=50" + data},
+            {[] { return jorvResCtlRequest(10, r, 1, 50); }, 77, 77,
+             "request type=1 p0=-1 p1=10 p3=-1 flag p5=50" + data},
+            {[] { return jorvResCtlRequest(10, r, 3, 0, 50); }, 77, 77,
+             "request type=1 p0=-1 p1=10 p3=3 p5=50" + data},
+            {[] { return jorvResCtlRequest(7, 10, r, 50); }, 77, 77,
+             "request type=1 p0=7 p1=10 p3=-1 p5=50" + data},
+            {[] { return jorvResCtlRequest(7, 10, r, 5, 50); }, 77, 77,
+             "request type=1 p0=7 p1=10 p3=-1 flag p5=50" + data},
+            {[] { return jorvResCtlRequest(7, -1, r, 3, -4, 50); }, 77, 77,
+             "request type=1 p0=7 p1=-1 p3=3 p5=50" + data},
+            {[] { return jorvResCtlRequest(INT_MIN, INT_MIN, r, 0, 1, -1); }, 77, 77,
+             "request type=1 p0=-2147483648 p1=-2147483648 flag p5=-1" + data},
+            {[] { return jorvResCtlRequest(3, empty, 4); }, 5, 5,
+             "request type=1 p0=-1 p1=3 p3=-1 p5=4"},
+            {[] { return jorvSACtlRequest(11, 4, 99); }, 12, 12,
+             "request type=2 p0=-1 p1=11 p3=-1 p5=99 [4]"},
+            {[] { return jorvSACtlRequest(1, 2, 3, 4, 5, 6); }, 12, 12,
+             "request type=2 p0=1 p1=2 p3=4 flag p5=6 [3]"},
+            {[] { return jorvResCtlRelease(41); }, 0, 0, "release 41"},
+            {[] { return jorvSACtlRelease(42); }, -22, -22, "release 42"},
+            {[] { return jorvPropertySet("k", "v"); }, 0, 0, "propertySet 'k' 'v'"},
+            {[=] { return jorvResListeningRegister(listened, 9, byId); }, 42, 42,
+             "listeningRegister type=0 p5=9 [5=1] [7] cb",
+             info("A callback has been registered to Jorv HAL ")},
+            {[=] {
+                 return jorvThermalListeningRegister({3, 9}, byId);
+             },
+             4, 4, "thermalListeningRegister 3 9 cb",
+             info("subsys's callback has been registered to Jorv HAL")},
+            // A thermal notification's handle 0 is a refusal.
+            {[] { return jorvThermalNotify(level, 6); }, 0, -1, "request type=7 p5=6 [3=2]"},
+            {[] { return jorvThermalNotify(level, 6); }, 5, 0, "request type=7 p5=6 [3=2]"},
+            // Path-addressed: param4 is the flag.
+            {[] { return jorv_resctl_request_by_path(1, 2, {"/p"}, {"v"}, 3, 4, 5); }, 1, 1,
+             "request type=1 p0=1 p1=2 p3=3 flag p5=5 [0=v@/p] path=zdbdebug"},
+            {[] { return jorv_resctl_request_by_path(-1, 0x123456789aL, {}, {}, -1, 0, 0); }, 1, 1,
+             "request type=1 p0=-1 p1=78187493530 p3=-1 path=zdbdebug"},
+            {[=] {
+                 return jorv_resctl_request_with_callback_by_path(1, 2, {"/p"}, {"v"}, 3, 4, 5,
+                                                                  byPath);
+             },
+             1, 1, "request type=1 p0=1 p1=2 p3=3 flag p5=5 [0=v@/p] path=zdbdebug cb"},
+            {[] { return jorv_res_state_request_by_path({"/p"}, {}, 5, values); }, 1, -1,
+             "stateRequest type=0 p5=5 [0@/p] path=zdbdebug"},
+            {[] {
+                 return jorv_res_state_request_map_by_path({{"/p", "v"}}, 5, valueMap);
+             },
+             1, -1, "stateRequest type=0 p5=5 [0=v@/p] path=zdbdebug"},
+            // Listening by path sends the paths alone; by map, the values too.
+            {[=] { return jorv_res_listening_register_by_path({"/p"}, 5, byPath); }, 1, 1,
+             "listeningRegister type=0 p5=5 [0@/p] path=zdbdebug cb"},
+            {[=] {
+                 return jorv_res_listening_register_map_by_path({{"/q", "v"}}, 5, byPath);
+             },
+             1, 1, "listeningRegister type=0 p5=5 [0=v@/q] path=zdbdebug cb"},
+    };
+}
+
+std::vector<Row> diagnosticRows() {
+    using namespace jorvHalclient;
+    const std::pair<int (*)(), const char*> commands[] = {
+            {jorvDumpToDoQueue, "jorvDumpToDoQueue"},
+            {jorvDumpRunMap, "jorvDumpRunMap"},
+            {jorvDumpActiveResMap, "jorvDumpActiveResMap"},
+            {jorvDumpResRequest, "jorvDumpResRequest"},
+            {jorvDumpResInfo, "jorvDumpResInfo"},
+            {jorvDumpSAInfo, "jorvDumpSAInfo"},
+            {jorvDumpPidFdList, "jorvDumpPidFdList"},
+            {jorvDumpPidfdMonitorMap, "jorvDumpPidfdMonitorMap"},
+            {jorvDumpResRecordList, "jorvDumpResRecordList"},
+            {jorvHistoryRequestRecordOn, "jorvHistoryRequestRecordOn"},
+            {jorvHistoryRequestRecordOff, "jorvHistoryRequestRecordOff"},
+    };
+    // The codes are positions, with 9 left out.
+    const int codes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 10, 11};
+    std::vector<Row> rows;
+    for (size_t i = 0; i < std::size(commands); ++i) {
+        const std::string sent = "request type=5 p3=1 [" + std::to_string(codes[i]) + "]";
+        rows.push_back({commands[i].first, 1, 0, sent,
+                        info((std::string("jorv client ") + commands[i].second).c_str())});
+    }
+    // A handle below one is a failure.
+    for (int32_t handle : {0, -3, 77}) {
+        rows.push_back({jorvDumpResInfo, handle, handle > 0 ? 0 : -1, "request type=5 p3=1 [4]"});
+    }
+    return rows;
+}
+
+std::vector<Row> eventRows() {
+    static const std::vector<Resource> res = {{5, "1"}, {6, std::nullopt}};
+    constexpr char kWrapperTag[] = "[QAR_CLIENT_WRAPPER]";
+    return {
+            {[] { return QarEventAcquire(7, "p", "i", -1, res); }, 321, 321,
+             "request type=8 p1=-1 [7] [5=1] [6] text1=p text2=i"},
+            {[] { return QarEventAcquire(3, "", "", 5, {}); }, 321, 321,
+             "request type=8 p1=5 [3] text1= text2=",
+             info("QarEventAcquire, cmdid:3, pkg:none, identity:none", kQarTag)},
+            {[] { return QarEventAcquire(-2, "p", "i", 5, res); }, 321, 321,
+             "request type=1 p1=5 [5=1] [6] text1=p text2=i"},
+            {[] { return QarEventAcquire(-3, "p", "i", 5, res); }, 321, 321,
+             "request type=12 p1=5 [5=1] [6] text1=p text2=i"},
+            {[] { return QarResAcquire(res, 99, "i", 5); }, 321, 321,
+             "request type=1 p1=5 [5=1] [6] text1= text2=i"},
+            {[] { return QarPlatformResAcquire(res, 99, "i", "p", 5); }, 321, 321,
+             "request type=12 p1=5 [5=1] [6] text1=p text2=i"},
+            {[] { return QarRelease(-5), 0; }, 1, 0, "release -5"},
+            // One (a, b) record per value: the values themselves deliberately do not travel.
+            {[] { return QarNotify(4, 9, {}); }, 1, 1, "request type=10 [4#9]"},
+            {[] {
+                 return QarNotify(4, 9, {10, 20, 30});
+             },
+             1, 1, "request type=10 [4#9] [4#9] [4#9]"},
+            {[] { return qarRuleCtl(102, 1, res); }, 8, 8, "ruleCtl 102 1 5=1 6"},
+            {[] { return setRelatedSysInfo(2, "info"); }, 1, 1, "setRelatedSysInfo 2 'info'"},
+            // Listed twice: the first position is the action id.
+            {[] {
+                 return QarEventAcquireWrapper("TRIVEX_ACTION_CAMERA_APS_CAPTURE_L1", "s", "i", 40);
+             },
+             321, 321, "request type=8 p1=40 [91] text1=s text2=i"},
+            {[] {
+                 return QarEventAcquireWrapper("TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1",
+                                               "s", "i", 40);
+             },
+             321, 321, "request type=8 p1=40 [198] text1=s text2=i"},
+            {[] { return QarReleaseWapper(-7), 0; }, 0, 0, "release -7",
+             info("[QarReleaseWapper] -7", kWrapperTag)},
+    };
+}
+
+TEST_F(SentCallTest, EachCallSendsItsArgumentsAndReturnsTheAnswer) {
+    auto byId = std::make_shared<RecordingCallback>();
+    auto byPath = std::make_shared<RecordingPathCallback>();
+    std::vector<Row> rows = namespaceRows(byId, byPath);
+    for (std::vector<Row> more : {diagnosticRows(), eventRows()}) {
+        rows.insert(rows.end(), more.begin(), more.end());
+    }
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.sent);
+        fake->clearCalls();
+        log.clear();
+        fake->enqueue(row.sent.substr(0, row.sent.find(' ')), Answer::ok(row.answer));
+        EXPECT_EQ(row.call(), row.result);
+        const std::vector<Call> calls = fake->calls();
+        ASSERT_EQ(calls.size(), 1u);
+        EXPECT_EQ(describe(calls[0]), row.sent);
+        if (row.line) {
+            EXPECT_EQ(log.count(row.line->priority, row.line->tag, row.line->text), 1u);
+        }
+    }
+}
+
+// Arguments that fail the checks: -1, one line naming the fault, nothing sent and no callback
+// client left behind.
+TEST_F(SentCallTest, InvalidArgumentsSendNothing) {
+    using namespace jorvHalclient;
+    auto byPath = std::make_shared<RecordingPathCallback>();
+    static ResourceList invalid = {{7, std::nullopt}};
+    const char kIdsAndValues[] =
+            "jorv client jorv_resctl_request ERROR: size unmatched for id and value ";
+    const std::vector<std::pair<std::function<int()>, LogLine>> rows = {
+            {[] { return jorvResCtlRequest(3, invalid, 4); },
+             {ANDROID_LOG_ERROR, kTag,
+              "jorvResCtlRequest ERROR: size unmatched for id and value "}},
+            {[] { return jorvResCtlRequest(1, 2, invalid, 3, 0, 4, nullptr); },
+             {ANDROID_LOG_ERROR, kTag, kIdsAndValues}},
+            {[] {
+                 return jorv_resctl_request_by_path(1, 2, {"/a", "/b"}, {"1"}, 3, 4, 5);
+             },
+             {ANDROID_LOG_ERROR, kTag,
+              "jorv_resctl_request ERROR: size unmatched for paths and value "}},
+            {[&] {
+                 return jorv_resctl_request_with_callback_by_path(1, 2, {"/a"}, {}, 3, 4, 5,
+                                                                  byPath);
+             },
+             {ANDROID_LOG_ERROR, kTag, kIdsAndValues}},
+            {[] { return jorvThermalNotify(invalid, 6); },
+             {ANDROID_LOG_ERROR, kTag,
+              "jorvThermalNotify ERROR: size unmatched for id and level "}},
+            // No action of that name: the wrapper's entry line, and nothing for the event API.
+            {[] { return QarEventAcquireWrapper("ACTION_LAUNCH", "s", "i", 40); },
+             {ANDROID_LOG_INFO, "[QAR_CLIENT_WRAPPER]",
+              "[QarEventAcquireWrapper] eventId:ACTION_LAUNCH, scene:s, identity:i, timeout:40"}},
+            {[] { return QarEventAcquireWrapper("", "", "", -1); },
+             {ANDROID_LOG_INFO, "[QAR_CLIENT_WRAPPER]",
+              "[QarEventAcquireWrapper] eventId:none, scene:none, identity:none, timeout:-1"}},
+    };
+    for (const auto& [call, line] : rows) {
+        SCOPED_TRACE(line.text);
+        log.clear();
+        EXPECT_EQ(call(), -1);
+        EXPECT_EQ(log.count(line.priority, line.tag, line.text), 1u);
+    }
+    EXPECT_TRUE(fake->calls().empty());
+    EXPECT_EQ(requestCallbackCount(), 0u);
+}
+
+TEST_F(SentCallTest, EntryLinesAndOrder) {
+    jorvHalclient::ResourceList empty;
+    jorvHalclient::jorvResCtlRequest(1, empty, 2);
+    jorvHalclient::jorvSACtlRequest(1, 2, 3);
+    jorvHalclient::jorvResCtlRelease(1);
+    jorvHalclient::jorvSACtlRelease(1);
+    const std::vector<LogLine> expected = {
+            {ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRequest"},
+            {ANDROID_LOG_INFO, kTag, "jorv client jorvSACtlRequest"},
+            {ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRelease"},
+            {ANDROID_LOG_INFO, kTag, "jorv client jorvSACtlRelease"},
+    };
+    EXPECT_EQ(log.linesWithTag(kTag), expected);
+}
+
+}  // namespace
+}  // namespace qartest
