@@ -28,31 +28,14 @@ extern "C" void atrace_end_body() {
 namespace qartest {
 namespace {
 
-JorvRequestParcel eventParcel(int32_t type, std::vector<JorvRequestData> data, std::string pkg,
-                              std::string identity, int64_t timeout) {
-    JorvRequestParcel parcel;
-    parcel.requestType = type;
-    parcel.dataList = std::move(data);
-    parcel.param1 = timeout;
-    parcel.text1 = std::move(pkg);
-    parcel.text2 = std::move(identity);
-    return parcel;
-}
-
-class EventRequestTest : public EventApiTest {
-protected:
-    const std::vector<Resource> res = {{5, "1"}, {6, std::nullopt}};
-    const std::vector<JorvRequestData> resData = {entry(5, "1"), entry(6)};
-};
+using EventRequestTest = EventApiTest;
 
 TEST_F(EventRequestTest, OneWayCarriesItsHandleAndCaller) {
-    const int32_t handle = QarEventAcquireOneWay(7, "p", "i", 30, res);
-    ASSERT_GE(handle, 0);
+    const int32_t handle = QarEventAcquireOneWay(7, "p", "i", 30, {{5, "1"}, {6, std::nullopt}});
+    ASSERT_GT(handle, 0);
     ASSERT_TRUE(fake->waitForCalls(1));
-    JorvRequestParcel expected = eventParcel(8, {entry(7), entry(5, "1"), entry(6)}, "p", "i", 30);
-    expected.param0 = handle;
-    expected.param5 = getpid();
-    EXPECT_EQ(lastParcel("requestOneWay"), expected);
+    EXPECT_EQ(lastSent(), "requestOneWay type=8 p0=" + std::to_string(handle) + " p1=30 p5=" +
+                                  std::to_string(getpid()) + " [7] [5=1] [6] text1=p text2=i");
     EXPECT_EQ(logged(ANDROID_LOG_DEBUG, "QarEventAcquireOneWay res_Id:5 ,res_Value:1, "), 1u);
 
     // Larger than a transaction may be: the send fails on this side, the handle is returned all

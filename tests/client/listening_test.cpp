@@ -1,5 +1,5 @@
 // Listening registrations by id, by path and for thermal events share one registry: its duplicate
-// rule, unregistration by handle, and the state and thermal requests around it.
+// rule and unregistration by handle.
 
 #include <gtest/gtest.h>
 
@@ -108,46 +108,6 @@ TEST_F(ListeningTest, ThermalRegistrationOutlivesThermalUnregister) {
     EXPECT_EQ(listeningGroupCount(), 1u);
     EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(4), 1);
     EXPECT_EQ(listeningGroupCount(), 0u);
-}
-
-TEST_F(ListeningTest, StateRequestAppendsAnswers) {
-    ResourceList query = {{1, "q"}};
-    ResourceList results = {{90, "old"}, {91, "old"}};
-    fake->enqueue("stateRequest", Answer::okData({entry(1, "a,b"), entry(2), entry(3, "c")}));
-    EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), 5);
-    ASSERT_EQ(results.size(), 5u);
-    EXPECT_EQ(results.front().value, "old");
-    auto third = std::next(results.begin(), 2);
-    EXPECT_EQ(third->value, "a,b");
-    EXPECT_FALSE(std::next(third)->value.has_value());
-    EXPECT_EQ(log.count(ANDROID_LOG_INFO, kTag, "jorv client jorvResStateRequest size 5"), 1u);
-    EXPECT_EQ(fake->callsOf("stateRequest").at(0).parcel->param5, 4);
-
-    // No answers, or a failure: -1 and the results untouched.
-    fake->enqueue("stateRequest", Answer::okData({}));
-    EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
-    fake->enqueue("stateRequest", Answer::exception(EX_SECURITY));
-    EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
-    EXPECT_EQ(results.size(), 5u);
-}
-
-// On a device a reply must fit in the caller's binder buffer (1 MB less two pages); a bigger one
-// fails like any other call, and the connection is dropped.
-TEST_F(ListeningTest, StateAnswerLargerThanTheReceiveBufferFails) {
-    ResourceList warmup;
-    ASSERT_NE(jorvHalclient::jorvResCtlRequest(1, warmup, 2), -1);
-    JorvRequestData data;
-    data.id = 7;
-    data.value = std::string(64, 'v');
-    fake->enqueue("stateRequest", Answer::okData(std::vector<JorvRequestData>(15000, data)));
-    ResourceList query = {{1, "q"}};
-    ResourceList results;
-    EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
-    EXPECT_TRUE(results.empty());
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                        "jorvResStateRequest() failed: jorv HAL service not available"),
-              1u);
-    EXPECT_FALSE(jorvHalConnected());
 }
 
 }  // namespace

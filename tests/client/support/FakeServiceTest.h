@@ -79,11 +79,10 @@ public:
     void answer(std::vector<JorvRequestData> data) {
         fake->enqueue("stateRequest", Answer::okData(std::move(data)));
     }
-    // The parcel of the last call of `op`.
-    JorvRequestParcel lastParcel(const std::string& op) {
-        const std::vector<Call> calls = fake->callsOf(op);
-        EXPECT_FALSE(calls.empty()) << op;
-        return calls.empty() ? JorvRequestParcel{} : *calls.back().parcel;
+    // The last call the fake received, described.
+    std::string lastSent() const {
+        const std::vector<Call> calls = fake->calls();
+        return calls.empty() ? "nothing" : describe(calls.back());
     }
     // Lines of the event API.
     size_t logged(int priority, const std::string& text) const {
