@@ -23,9 +23,12 @@ struct Row {
     std::function<int()> call;
     int32_t answer;  // the out-value the service answers with
     int result;
-    std::string sent;                  // describe() of the one call the service received
-    std::optional<LogLine> failed;     // the line of a failed call, if the call can fail
-    std::optional<LogLine> line = {};  // a line an answered call logs
+    // describe() of the one call the service received
+    std::string sent;
+    // The line of a failed call, if the call can fail.
+    std::optional<LogLine> failed = std::nullopt;
+    // A line an answered call logs.
+    std::optional<LogLine> line = std::nullopt;
 };
 
 LogLine info(const std::string& text, const char* tag = kTag) {
@@ -65,48 +68,24 @@ std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
     return {
             {[] { return jorvResCtlRequest(10, r, 50); }, 77, 77,
              "request type=1 p0=-1 p1=10 p3=-1 p5=50" + data, failedNs("jorvResCtlRequest")},
-            {[] { return jorvResCtlRequest(10, r, 1, 50); },
-             77,
-             77,
-             "request type=1 p0=-1 p1=10 p3=-1 flag p5=50" + data,
-             {}},
-            {[] { return jorvResCtlRequest(10, r, 3, 0, 50); },
-             77,
-             77,
-             "request type=1 p0=-1 p1=10 p3=3 p5=50" + data,
-             {}},
-            {[] { return jorvResCtlRequest(7, 10, r, 50); },
-             77,
-             77,
-             "request type=1 p0=7 p1=10 p3=-1 p5=50" + data,
-             {}},
-            {[] { return jorvResCtlRequest(7, 10, r, 5, 50); },
-             77,
-             77,
-             "request type=1 p0=7 p1=10 p3=-1 flag p5=50" + data,
-             {}},
-            {[] { return jorvResCtlRequest(7, -1, r, 3, -4, 50); },
-             77,
-             77,
-             "request type=1 p0=7 p1=-1 p3=3 p5=50" + data,
-             {}},
-            {[] { return jorvResCtlRequest(INT_MIN, INT_MIN, r, 0, 1, -1); },
-             77,
-             77,
-             "request type=1 p0=-2147483648 p1=-2147483648 flag p5=-1" + data,
-             {}},
-            {[] { return jorvResCtlRequest(3, empty, 4); },
-             5,
-             5,
-             "request type=1 p0=-1 p1=3 p3=-1 p5=4",
-             {}},
+            {[] { return jorvResCtlRequest(10, r, 1, 50); }, 77, 77,
+             "request type=1 p0=-1 p1=10 p3=-1 flag p5=50" + data},
+            {[] { return jorvResCtlRequest(10, r, 3, 0, 50); }, 77, 77,
+             "request type=1 p0=-1 p1=10 p3=3 p5=50" + data},
+            {[] { return jorvResCtlRequest(7, 10, r, 50); }, 77, 77,
+             "request type=1 p0=7 p1=10 p3=-1 p5=50" + data},
+            {[] { return jorvResCtlRequest(7, 10, r, 5, 50); }, 77, 77,
+             "request type=1 p0=7 p1=10 p3=-1 flag p5=50" + data},
+            {[] { return jorvResCtlRequest(7, -1, r, 3, -4, 50); }, 77, 77,
+             "request type=1 p0=7 p1=-1 p3=3 p5=50" + data},
+            {[] { return jorvResCtlRequest(INT_MIN, INT_MIN, r, 0, 1, -1); }, 77, 77,
+             "request type=1 p0=-2147483648 p1=-2147483648 flag p5=-1" + data},
+            {[] { return jorvResCtlRequest(3, empty, 4); }, 5, 5,
+             "request type=1 p0=-1 p1=3 p3=-1 p5=4"},
             {[] { return jorvSACtlRequest(11, 4, 99); }, 12, 12,
              "request type=2 p0=-1 p1=11 p3=-1 p5=99 [4]", failedNs("jorvSACtlRequest")},
-            {[] { return jorvSACtlRequest(1, 2, 3, 4, 5, 6); },
-             12,
-             12,
-             "request type=2 p0=1 p1=2 p3=4 flag p5=6 [3]",
-             {}},
+            {[] { return jorvSACtlRequest(1, 2, 3, 4, 5, 6); }, 12, 12,
+             "request type=2 p0=1 p1=2 p3=4 flag p5=6 [3]"},
             {[] { return jorvResCtlRelease(41); }, 0, 0, "release 41",
              failedNs("jorvResCtlRelease")},
             {[] { return jorvSACtlRelease(42); }, -22, -22, "release 42",
@@ -123,7 +102,7 @@ std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
              4, 4, "thermalListeningRegister 3 9 cb", failedNs("jorvThermalListeningRegister"),
              info("subsys's callback has been registered to Jorv HAL")},
             // A thermal notification's handle 0 is a refusal.
-            {[] { return jorvThermalNotify(level, 6); }, 0, -1, "request type=7 p5=6 [3=2]", {}},
+            {[] { return jorvThermalNotify(level, 6); }, 0, -1, "request type=7 p5=6 [3=2]"},
             {[] { return jorvThermalNotify(level, 6); }, 5, 0, "request type=7 p5=6 [3=2]",
              failedNs("jorvThermalNotify")},
             // The one-shot callback client travels even without a caller's callback.
@@ -143,11 +122,8 @@ std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
             {[] { return jorv_resctl_request_by_path(1, 2, {"/p"}, {"v"}, 3, 4, 5); }, 1, 1,
              "request type=1 p0=1 p1=2 p3=3 flag p5=5 [0=v@/p] path=zdbdebug",
              failedNs("jorv_resctl_request_by_path")},
-            {[] { return jorv_resctl_request_by_path(-1, 0x123456789aL, {}, {}, -1, 0, 0); },
-             1,
-             1,
-             "request type=1 p0=-1 p1=78187493530 p3=-1 path=zdbdebug",
-             {}},
+            {[] { return jorv_resctl_request_by_path(-1, 0x123456789aL, {}, {}, -1, 0, 0); }, 1, 1,
+             "request type=1 p0=-1 p1=78187493530 p3=-1 path=zdbdebug"},
             {[=] {
                  return jorv_resctl_request_with_callback_by_path(1, 2, {"/p"}, {"v"}, 3, 4, 5,
                                                                   byPath);
@@ -198,8 +174,7 @@ std::vector<Row> diagnosticRows() {
     }
     // A handle below one is a failure.
     for (int32_t handle : {0, -3, 77}) {
-        rows.push_back(
-                {jorvDumpResInfo, handle, handle > 0 ? 0 : -1, "request type=5 p3=1 [4]", {}});
+        rows.push_back({jorvDumpResInfo, handle, handle > 0 ? 0 : -1, "request type=5 p3=1 [4]"});
     }
     return rows;
 }
@@ -210,32 +185,17 @@ std::vector<Row> eventRows() {
     return {
             {[] { return QarEventAcquire(7, "p", "i", -1, res); }, 321, 321,
              "request type=8 p1=-1 [7] [5=1] [6] text1=p text2=i", failedEv("QarEventAcquire")},
-            {[] { return QarEventAcquire(3, "", "", 5, {}); },
-             321,
-             321,
-             "request type=8 p1=5 [3] text1= text2=",
-             {},
+            {[] { return QarEventAcquire(3, "", "", 5, {}); }, 321, 321,
+             "request type=8 p1=5 [3] text1= text2=", std::nullopt,
              info("QarEventAcquire, cmdid:3, pkg:none, identity:none", kQarTag)},
-            {[] { return QarEventAcquire(-2, "p", "i", 5, res); },
-             321,
-             321,
-             "request type=1 p1=5 [5=1] [6] text1=p text2=i",
-             {}},
-            {[] { return QarEventAcquire(-3, "p", "i", 5, res); },
-             321,
-             321,
-             "request type=12 p1=5 [5=1] [6] text1=p text2=i",
-             {}},
-            {[] { return QarResAcquire(res, 99, "i", 5); },
-             321,
-             321,
-             "request type=1 p1=5 [5=1] [6] text1= text2=i",
-             {}},
-            {[] { return QarPlatformResAcquire(res, 99, "i", "p", 5); },
-             321,
-             321,
-             "request type=12 p1=5 [5=1] [6] text1=p text2=i",
-             {}},
+            {[] { return QarEventAcquire(-2, "p", "i", 5, res); }, 321, 321,
+             "request type=1 p1=5 [5=1] [6] text1=p text2=i"},
+            {[] { return QarEventAcquire(-3, "p", "i", 5, res); }, 321, 321,
+             "request type=12 p1=5 [5=1] [6] text1=p text2=i"},
+            {[] { return QarResAcquire(res, 99, "i", 5); }, 321, 321,
+             "request type=1 p1=5 [5=1] [6] text1= text2=i"},
+            {[] { return QarPlatformResAcquire(res, 99, "i", "p", 5); }, 321, 321,
+             "request type=12 p1=5 [5=1] [6] text1=p text2=i"},
             {[] { return QarRelease(-5), -1; }, 1, -1, "release -5", failedEv("jorvResCtlRelease")},
             // One (a, b) record per value: the values themselves deliberately do not travel.
             {[] { return QarNotify(4, 9, {}); }, 1, 1, "request type=10 [4#9]",
@@ -243,10 +203,7 @@ std::vector<Row> eventRows() {
             {[] {
                  return QarNotify(4, 9, {10, 20, 30});
              },
-             1,
-             1,
-             "request type=10 [4#9] [4#9] [4#9]",
-             {}},
+             1, 1, "request type=10 [4#9] [4#9] [4#9]"},
             {[] { return qarRuleCtl(102, 1, res); }, 8, 8, "ruleCtl 102 1 5=1 6",
              failedEv("qarRuleCtl")},
             {[] { return setRelatedSysInfo(2, "info"); }, 1, 1, "setRelatedSysInfo 2 'info'",
@@ -260,10 +217,7 @@ std::vector<Row> eventRows() {
                  return QarEventAcquireWrapper("TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1",
                                                "s", "i", 40);
              },
-             321,
-             321,
-             "request type=8 p1=40 [198] text1=s text2=i",
-             {}},
+             321, 321, "request type=8 p1=40 [198] text1=s text2=i"},
             {[] { return QarReleaseWapper(-7), -1; }, 0, -1, "release -7",
              failedEv("jorvResCtlRelease"), info("[QarReleaseWapper] -7", kWrapperTag)},
     };
