@@ -25,7 +25,8 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     qartest::ServiceEnv env;
     InProcessSim sim;
     ASSERT_TRUE(sim.start());
-    // Recorded in the service's history, so that a history query has something to answer.
+    // The event API connects before the counts are taken: the load must not look the service up
+    // again.
     ASSERT_EQ(qarInit(), 0);
     const HostBinderLookupCounts before = env.lookups();
     const int callsPerThread = countFromEnv("QAR_RELIABILITY_CALLS", kDefaultCallsPerThread);

@@ -48,7 +48,6 @@ protected:
     }
     // Every call answered, by a service that has just started or stayed up.
     static ::testing::AssertionResult healthyRound(int threads) {
-        // Recorded in the service's history, so that a history query has something to answer.
         if (qarInit() != 0) return ::testing::AssertionFailure() << "qarInit failed";
         MixedCalls round({threads, MixedCalls::tableSize(), false, std::chrono::seconds(30)});
         round.finish();

@@ -53,11 +53,6 @@ Result byCount(int64_t value) {
     return value == 0 ? Result{Outcome::kUnexpected, 0} : byValue(value);
 }
 
-// 0 on success, -1 on failure.
-Result byStatus(int64_t value) {
-    return value > 0 ? Result{Outcome::kUnexpected, value} : byValue(value);
-}
-
 Result done(int64_t value = 0, int64_t expected = 0) {
     return {value == expected ? Outcome::kAnswered : Outcome::kUnexpected, value};
 }
@@ -94,7 +89,6 @@ struct MixedCalls::Worker {
     int32_t resource = 0;
     int64_t serial = 0;
     std::vector<int> requests;
-    std::vector<int> sceneActions;
     std::vector<int> events;
     std::vector<int> listenings;
     std::shared_ptr<CountingCallback> callback;
@@ -145,13 +139,6 @@ Result releaseEvent(Worker& w) {
     });
 }
 
-Result releaseEventByWrapper(Worker& w) {
-    return giveBack(w.events, [](int handle) {
-        QarReleaseWapper(handle);
-        return done();
-    });
-}
-
 Result listenById(Worker& w) {
     ResourceList ids = {{w.resource, std::nullopt}, {kUniqueIdBase + uniqueNumber(), std::nullopt}};
     return keep(jorvHalclient::jorvResListeningRegister(ids, 0, w.callback), w.listenings);
@@ -175,30 +162,10 @@ Result requestWithCallback(Worker& w) {
                 w.requests);
 }
 
-Result requestByPath(Worker& w) {
-    return keep(jorvHalclient::jorv_resctl_request_by_path(-1, 0, {w.ownPath()}, {w.nextValue()},
-                                                           -1, 0, 0),
-                w.requests);
-}
-
-Result sceneAction(Worker& w) {
-    return keep(jorvHalclient::jorvSACtlRequest(-1, 0, 0x30 + w.index, -1, 0, 0), w.sceneActions);
-}
-
-Result releaseSceneAction(Worker& w) {
-    return giveBack(w.sceneActions,
-                    [](int h) { return byValue(jorvHalclient::jorvSACtlRelease(h)); });
-}
-
 Result stateById(Worker& w) {
     ResourceList query = {{w.resource, std::nullopt}};
     ResourceList results;
     return byCount(jorvHalclient::jorvResStateRequest(query, 0, results));
-}
-
-Result stateByPath(Worker& w) {
-    std::vector<std::string> results;
-    return byCount(jorvHalclient::jorv_res_state_request_by_path({w.ownPath()}, {}, 0, results));
 }
 
 Result eventAcquire(Worker& w) {
@@ -230,22 +197,6 @@ Result powerConsumption(Worker&) {
     }
 }
 
-Result history(Worker&) {
-    std::string text;
-    return byStatus(QarGetHistory(text));
-}
-
-Result dataset(Worker&) {
-    std::vector<Resource> records;
-    return byCount(Qar_fetch_dataset(records));
-}
-
-Result resourceState(Worker& w) {
-    std::string value;
-    QarResStateRequest(w.resource, value);
-    return done();
-}
-
 Result initNamespace(Worker&) {
     jorvHalclient::jorv_init();
     return done();
@@ -264,27 +215,15 @@ const std::vector<Op>& ops() {
             {"QarRelease", releaseEvent},
             {"jorvResCtlRelease", releaseRequest},
             {"QarEventAcquireWrapper", wrapperAcquire},
-            {"jorvSACtlRequest", sceneAction},
             {"QarNotify", [](Worker& w) { return byValue(QarNotify(w.index, 2, {3})); }},
             {"jorvResCtlRelease", releaseRequest},
             {"qarRuleCtl",
              [](Worker& w) { return byValue(qarRuleCtl(200 + w.index, 1, w.ownVector())); }},
             {"jorv_res_listening_register_by_path", listenByPath},
-            {"jorv_resctl_request_by_path", requestByPath},
             {"QarGetPowerConsis", powerConsumption},
-            {"jorvSACtlRelease", releaseSceneAction},
-            {"jorv_res_state_request_by_path", stateByPath},
-            {"QarReleaseWapper", releaseEventByWrapper},
-            {"jorvPropertySet",
-             [](Worker& w) {
-                 return byValue(jorvHalclient::jorvPropertySet("r.w", w.nextValue()));
-             }},
-            {"QarGetFeatureStatus", [](Worker&) { return byValue(QarGetFeatureStatus(1)); }},
-            {"jorvResCtlRelease", releaseRequest},
+            {"QarRelease", releaseEvent},
             {"jorvResListeningUnRegister", releaseListening},
-            {"QarGetHistory", history},
             {"jorvResListeningUnRegister", releaseListening},
-            {"Qar_fetch_dataset", dataset},
             {"jorv_init", initNamespace},
             {"qarInit",
              [](Worker&) {
@@ -294,8 +233,6 @@ const std::vector<Op>& ops() {
             // Source 8 switches rule 8 on with one resource; a failed switch is only logged.
             {"QarNotifyWapper",
              [](Worker&) { return done(QarNotifyWapper("reliability", 8, 1, 1, 0, 0, "")); }},
-            {"QarGetPMStatus", [](Worker&) { return byValue(QarGetPMStatus(0)); }},
-            {"QarResStateRequest", resourceState},
     };
     return kOps;
 }
