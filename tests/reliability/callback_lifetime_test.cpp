@@ -72,17 +72,8 @@ private:
     std::thread mThread;
 };
 
-enum class Order { kUnregisterThenKill, kKillThenUnregister };
-
-const char* name(Order order) {
-    return order == Order::kUnregisterThenKill ? "UnregisterThenKill" : "KillThenUnregister";
-}
-
-void PrintTo(Order order, std::ostream* os) {
-    *os << name(order);
-}
-
-class CallbackLifetimeTest : public ::testing::TestWithParam<Order> {
+// The parameter: whether the listening is unregistered before the kill, or after it.
+class CallbackLifetimeTest : public ::testing::TestWithParam<bool> {
 protected:
     ::testing::AssertionResult startSim() {
         mSim = std::make_unique<SimProcess>(currentServiceDir(), std::vector<std::string>{});
@@ -118,14 +109,14 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
         {
             Traffic traffic;
             ASSERT_TRUE(drainUntil(*mSim, [&] { return probe->calls > kCallbacksBeforeKill; }));
-            if (GetParam() == Order::kUnregisterThenKill) {
+            if (GetParam()) {
                 EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(listening), 0);
             }
             mSim->signal(SIGKILL);
             ASSERT_TRUE(mSim->waitExit().has_value());
         }
         ASSERT_TRUE(startSim());
-        if (GetParam() == Order::kKillThenUnregister) {
+        if (!GetParam()) {
             // The new instance never heard of the handle; the library forgets it all the same.
             EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(listening), -1);
         }
@@ -140,11 +131,9 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Orders, CallbackLifetimeTest,
-                         ::testing::Values(Order::kUnregisterThenKill, Order::kKillThenUnregister),
-                         [](const ::testing::TestParamInfo<Order>& info) {
-                             return name(info.param);
-                         });
+INSTANTIATE_TEST_SUITE_P(Orders, CallbackLifetimeTest, ::testing::Bool(), [](const auto& info) {
+    return info.param ? "UnregisterThenKill" : "KillThenUnregister";
+});
 
 }  // namespace
 }  // namespace qarrel
