@@ -16,15 +16,6 @@ namespace {
 
 constexpr char kNotFound[] = "callback not found in request_callbacks";
 
-JorvRequestData record(int32_t id, std::optional<std::string> value,
-                       std::optional<std::string> path = std::nullopt) {
-    JorvRequestData data;
-    data.id = id;
-    data.value = std::move(value);
-    data.path = std::move(path);
-    return data;
-}
-
 std::string sizeLine(int before, int after) {
     return "JorvCallback::onCallback request callback called , remove from request_callbacks , "
            "request_callbacks size before " +
@@ -44,7 +35,7 @@ TEST_F(CallbackClientTest, RequestCallbackRoutesByIdOnceOnBinderThread) {
     EXPECT_EQ(requestCallbackCount(), 1u);
 
     log.clear();
-    ASSERT_EQ(fake->callBackAll({record(0x40, "7"), record(0x41, std::nullopt)}), 1);
+    ASSERT_EQ(fake->callBackAll({entry(0x40, "7"), entry(0x41, std::nullopt)}), 1);
     ASSERT_EQ(callback->calls().size(), 1u);
     const std::list<Resource> got = callback->calls()[0];
     ASSERT_EQ(got.size(), 2u);
@@ -90,8 +81,8 @@ TEST_F(CallbackClientTest, RequestCallbackRoutesByIdOnceOnBinderThread) {
 TEST_F(CallbackClientTest, PathCallbackGetsParallelTextsWithBlanksForAbsent) {
     auto callback = std::make_shared<RecordingPathCallback>();
     EXPECT_EQ(jorvHalclient::jorv_res_listening_register_by_path({"/a", "/b"}, 0, callback), 1);
-    ASSERT_EQ(fake->callBackAll({record(0, "1", "/a"), record(0, std::nullopt, "/b"),
-                                 record(0, "3", std::nullopt)}),
+    ASSERT_EQ(fake->callBackAll({entry(0, "1", "/a"), entry(0, std::nullopt, "/b"),
+                                 entry(0, "3", std::nullopt)}),
               1);
     ASSERT_EQ(callback->calls().size(), 1u);
     EXPECT_EQ(callback->calls()[0].values, (std::vector<std::string>{"1", "", "3"}));
@@ -111,7 +102,7 @@ TEST_F(CallbackClientTest, RegistrationClientsStayAndNeverTouchRequestRegistry) 
     auto callback = std::make_shared<RecordingCallback>();
     ResourceList ids = {{1, "x"}};
     ASSERT_EQ(jorvHalclient::jorvResListeningRegister(ids, 0, callback), 1);
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(fake->callBackAll({record(1, "v")}), 1);
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(fake->callBackAll({entry(1, "v")}), 1);
     EXPECT_EQ(callback->calls().size(), 3u);
     EXPECT_EQ(listeningGroupCount(), 1u);
     EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kClientTag, kNotFound), 0u);

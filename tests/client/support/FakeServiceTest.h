@@ -21,10 +21,11 @@ inline constexpr char kTag[] = "JORVFramework-lib-vendor";
 inline constexpr char kClientTag[] = "JorvFramework-lib-vendor";
 inline constexpr char kQarTag[] = "[QAR_CLIENT]";
 
-inline JorvRequestData entry(int32_t id, Text value = std::nullopt) {
+inline JorvRequestData entry(int32_t id, Text value = std::nullopt, Text path = std::nullopt) {
     JorvRequestData data;
     data.id = id;
     data.value = std::move(value);
+    data.path = std::move(path);
     return data;
 }
 
