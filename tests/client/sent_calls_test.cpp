@@ -8,6 +8,7 @@
 
 #include <climits>
 #include <functional>
+#include <memory>
 
 #include "JorvHalclient.h"
 #include "JorvParcelMarker.h"
@@ -335,6 +336,49 @@ TEST_F(SentCallTest, EntryLinesAndOrder) {
             {ANDROID_LOG_INFO, kTag, "jorv client jorvSACtlRelease"},
     };
     EXPECT_EQ(log.linesWithTag(kTag), expected);
+}
+
+// Properties are read into a buffer the caller owns.
+using PropertyGetTest = FakeServiceTest;
+
+TEST_F(PropertyGetTest, PropertyGetFillsCallerOwnedBuffer) {
+    for (const std::string& value : {std::string("abc"), std::string(255, 'p'), std::string()}) {
+        log.clear();
+        fake->enqueue("propertyGet", Answer::okText(value));
+        std::unique_ptr<char[]> buffer(jorvHalclient::jorvPropertyGet("vendor.name"));
+        ASSERT_NE(buffer, nullptr);
+        EXPECT_EQ(std::string(buffer.get()), value);
+        EXPECT_EQ(log.count(ANDROID_LOG_INFO, kTag, "jorvPropertyGet " + value + " "), 1u);
+    }
+    EXPECT_EQ(fake->callsOf("propertyGet").at(0).strings, std::vector<std::string>{"vendor.name"});
+
+    // A failed call leaves an empty text and drops the connection.
+    fake->enqueue("propertyGet", Answer::exception(EX_UNSUPPORTED_OPERATION));
+    std::unique_ptr<char[]> failed(jorvHalclient::jorvPropertyGet("x"));
+    EXPECT_STREQ(failed.get(), "");
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
+                        "jorvPropertyGet() failed: jorv HAL service not available"),
+              1u);
+    EXPECT_FALSE(jorvHalConnected());
+}
+
+TEST_F(PropertyGetTest, PropertyGetWithoutServiceReturnsEmptyBuffer) {
+    env.undeclare();
+    std::unique_ptr<char[]> buffer(jorvHalclient::jorvPropertyGet("x"));
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_STREQ(buffer.get(), "");
+}
+
+using PropertyGetDeathTest = PropertyGetTest;
+
+TEST_F(PropertyGetDeathTest, PropertyValueOf256BytesAborts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+            {
+                fake->enqueue("propertyGet", Answer::okText(std::string(256, 'p')));
+                delete[] jorvHalclient::jorvPropertyGet("big");
+            },
+            "");
 }
 
 }  // namespace
