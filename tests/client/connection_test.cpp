@@ -35,38 +35,28 @@ int callEventApi() {
     return qarRuleCtl(8, 1, {});
 }
 
-using Counts = HostBinderLookupCounts;
-
+// One of the two connections. They log under their own tags, and look the service up in their own
+// way: the namespace waits for it, the event API only checks for it.
 struct Connection {
     const char* name;
-    const char* tag;
     int (*call)();  // one call through the connection, which the fake answers with 1
     int (*init)();  // 0 when the service's init succeeds
     bool (*connected)();
     int initFailure;
-    const char* initFailedLine;
-    uint64_t Counts::*lookup;  // the look-up the connection makes
-    uint64_t Counts::*unused;  // the one it never makes
+    bool eventApi;
+
+    const char* tag() const { return eventApi ? kQarTag : kTag; }
+    uint64_t lookups(const HostBinderLookupCounts& counts) const {
+        return eventApi ? counts.checkService : counts.waitForService;
+    }
+    uint64_t otherLookups(const HostBinderLookupCounts& counts) const {
+        return eventApi ? counts.waitForService : counts.checkService;
+    }
 };
 
-const Connection kNamespace = {"Namespace",
-                               kTag,
-                               requestOnce,
-                               initNamespace,
-                               jorvHalConnected,
-                               -1,
-                               "jorv_init() failed: jorv HAL service not available",
-                               &Counts::waitForService,
-                               &Counts::checkService};
-const Connection kEvent = {"EventApi",
-                           kQarTag,
-                           callEventApi,
-                           qarInit,
-                           qarHalConnected,
-                           -2,
-                           "jorv_init() failed : jorv HAL service not available",
-                           &Counts::checkService,
-                           &Counts::waitForService};
+const Connection kNamespace = {"Namespace",      requestOnce, initNamespace,
+                               jorvHalConnected, -1,          false};
+const Connection kEvent = {"EventApi", callEventApi, qarInit, qarHalConnected, -2, true};
 
 void PrintTo(const Connection& connection, std::ostream* os) {
     *os << connection.name;
@@ -123,15 +113,16 @@ TEST_P(ConnectionTest, FirstUseConnectsOnceAndAFailedInitDropsIt) {
     for (int i = 0; i < 5; ++i) EXPECT_EQ(c.call(), 1);
     const auto after = env.lookups();
     EXPECT_EQ(after.isDeclared - before.isDeclared, 1u);
-    EXPECT_EQ(after.*c.lookup - before.*c.lookup, 1u);
-    EXPECT_EQ(after.*c.unused, before.*c.unused);
+    EXPECT_EQ(c.lookups(after) - c.lookups(before), 1u);
+    EXPECT_EQ(c.otherLookups(after), c.otherLookups(before));
     for (const LogLine& line : log.lines()) EXPECT_NE(line.priority, ANDROID_LOG_ERROR);
 
     EXPECT_EQ(c.init(), 0);
     EXPECT_TRUE(c.connected());
     fake->enqueue("init", Answer::serviceSpecific(3));
     EXPECT_EQ(c.init(), c.initFailure);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag, c.initFailedLine), 1u);
+    const std::string failed = c.eventApi ? "jorv_init() failed : " : "jorv_init() failed: ";
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag(), failed + "jorv HAL service not available"), 1u);
     EXPECT_FALSE(c.connected());
     EXPECT_EQ(c.init(), 0);
     EXPECT_EQ(fake->callsOf("init").size(), 3u);
@@ -151,7 +142,7 @@ TEST_P(ConnectionTest, DeathIsReportedOnceAndTheNextCallReconnects) {
     ASSERT_EQ(AIBinder_linkToDeath(proxy.get(), recipient.get(), &toldAll), STATUS_OK);
     env.kill();
     ASSERT_TRUE(waitFor([&] { return toldAll.load(); }));
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag, "Jorv HAL Service died"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag(), "Jorv HAL Service died"), 1u);
     EXPECT_FALSE(c.connected());
 
     auto next = env.publish();
@@ -160,7 +151,7 @@ TEST_P(ConnectionTest, DeathIsReportedOnceAndTheNextCallReconnects) {
     // The new connection has a death link of its own.
     env.kill();
     EXPECT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_ERROR, c.tag, "Jorv HAL Service died") == 2; }));
+            [&] { return log.count(ANDROID_LOG_ERROR, c.tag(), "Jorv HAL Service died") == 2; }));
     EXPECT_FALSE(c.connected());
 }
 
