@@ -68,7 +68,8 @@ std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
     const std::string data = " [40=1500] [0] [3=a,b]";
     return {
             {[] { return jorvResCtlRequest(10, r, 50); }, 77, 77,
-             "request type=1 p0=-1 p1=10 p3=-1 p5=50" + data, failedNs("jorvResCtlRequest")},
+             "request type=1 p0=-1 p1=10 p3=-1 p5=50" + data, failedNs("jorvResCtlRequest"),
+             info("jorv client jorvResCtlRequest")},
             {[] { return jorvResCtlRequest(10, r, 1, 50); }, 77, 77,
              "request type=1 p0=-1 p1=10 p3=-1 flag p5=50" + data},
             {[] { return jorvResCtlRequest(10, r, 3, 0, 50); }, 77, 77,
@@ -84,13 +85,14 @@ std::vector<Row> namespaceRows(const std::shared_ptr<RecordingCallback>& byId,
             {[] { return jorvResCtlRequest(3, empty, 4); }, 5, 5,
              "request type=1 p0=-1 p1=3 p3=-1 p5=4"},
             {[] { return jorvSACtlRequest(11, 4, 99); }, 12, 12,
-             "request type=2 p0=-1 p1=11 p3=-1 p5=99 [4]", failedNs("jorvSACtlRequest")},
+             "request type=2 p0=-1 p1=11 p3=-1 p5=99 [4]", failedNs("jorvSACtlRequest"),
+             info("jorv client jorvSACtlRequest")},
             {[] { return jorvSACtlRequest(1, 2, 3, 4, 5, 6); }, 12, 12,
              "request type=2 p0=1 p1=2 p3=4 flag p5=6 [3]"},
             {[] { return jorvResCtlRelease(41); }, 0, 0, "release 41",
-             failedNs("jorvResCtlRelease")},
+             failedNs("jorvResCtlRelease"), info("jorv client jorvResCtlRelease")},
             {[] { return jorvSACtlRelease(42); }, -22, -22, "release 42",
-             failedNs("jorvSACtlRelease")},
+             failedNs("jorvSACtlRelease"), info("jorv client jorvSACtlRelease")},
             {[] { return jorvPropertySet("k", "v"); }, 0, 0, "propertySet 'k' 'v'",
              failedNs("jorvPropertySet")},
             {[=] { return jorvResListeningRegister(listened, 9, byId); }, 42, 42,
@@ -321,21 +323,6 @@ TEST_F(SentCallTest, InvalidArgumentsSendNothing) {
     }
     EXPECT_TRUE(fake->calls().empty());
     EXPECT_EQ(requestCallbackCount(), 0u);
-}
-
-TEST_F(SentCallTest, EntryLinesAndOrder) {
-    jorvHalclient::ResourceList empty;
-    jorvHalclient::jorvResCtlRequest(1, empty, 2);
-    jorvHalclient::jorvSACtlRequest(1, 2, 3);
-    jorvHalclient::jorvResCtlRelease(1);
-    jorvHalclient::jorvSACtlRelease(1);
-    const std::vector<LogLine> expected = {
-            {ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRequest"},
-            {ANDROID_LOG_INFO, kTag, "jorv client jorvSACtlRequest"},
-            {ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRelease"},
-            {ANDROID_LOG_INFO, kTag, "jorv client jorvSACtlRelease"},
-    };
-    EXPECT_EQ(log.linesWithTag(kTag), expected);
 }
 
 // Properties are read into a buffer the caller owns.
