@@ -4,7 +4,6 @@
 // library's registry nor the service holds it, it must be destroyed, and never be called again
 // (in the ASan build such a call is a use after free).
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <atomic>
 #include <thread>
@@ -17,7 +16,6 @@
 namespace qarrel {
 namespace {
 
-using jorvsimtest::SimProcess;
 using QarClient::Resource;
 
 constexpr int kRounds = 10;
@@ -73,20 +71,7 @@ private:
 };
 
 // The parameter: whether the listening is unregistered before the kill, or after it.
-class CallbackLifetimeTest : public ::testing::TestWithParam<bool> {
-protected:
-    ::testing::AssertionResult startSim() {
-        mSim = std::make_unique<SimProcess>(currentServiceDir(), std::vector<std::string>{});
-        return mSim->start();
-    }
-    void TearDown() override {
-        qartest::resetConnections();
-        mSim.reset();
-    }
-
-    qartest::ServiceEnv mEnv;
-    std::unique_ptr<SimProcess> mSim;
-};
+class CallbackLifetimeTest : public SimTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAfter) {
     ASSERT_TRUE(startSim());
@@ -112,8 +97,7 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
             if (GetParam()) {
                 EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(listening), 0);
             }
-            mSim->signal(SIGKILL);
-            ASSERT_TRUE(mSim->waitExit().has_value());
+            ASSERT_TRUE(killSim());
         }
         ASSERT_TRUE(startSim());
         if (!GetParam()) {

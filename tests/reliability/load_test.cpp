@@ -31,7 +31,7 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     const HostBinderLookupCounts before = env.lookups();
     const int callsPerThread = countFromEnv("QAR_RELIABILITY_CALLS", kDefaultCallsPerThread);
 
-    MixedCalls load({kLoadThreads, callsPerThread, false, std::chrono::seconds(30)});
+    MixedCalls load({kLoadThreads, callsPerThread, false});
     load.finish();
     std::cout << kLoadThreads << " threads: " << load.report();
 
@@ -75,7 +75,7 @@ TEST(OneWayFloodTest, NormalCallsGetThroughWhileTheFloodWaits) {
         }
     }
 
-    MixedCalls normal({2, MixedCalls::tableSize(), false, std::chrono::seconds(30)});
+    MixedCalls normal({2, MixedCalls::tableSize(), false});
     normal.finish();
     EXPECT_EQ(normal.unexpected(), 0u) << normal.report();
     // None of them waited for the flood to be served.

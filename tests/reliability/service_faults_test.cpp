@@ -25,10 +25,6 @@ struct FaultCase {
     int rounds;  // of the mixed table, per thread
 };
 
-void PrintTo(const FaultCase& c, std::ostream* os) {
-    *os << c.name;
-}
-
 class ServiceFaultTest : public ::testing::TestWithParam<FaultCase> {
 protected:
     qartest::ServiceEnv mEnv;
@@ -43,7 +39,7 @@ TEST_P(ServiceFaultTest, CallersKeepGettingValidResultsAndConnectionsAreRemade) 
     if (c.failEvery > 0) fake->failEvery(c.failEvery, c.failure);
     const HostBinderLookupCounts before = mEnv.lookups();
 
-    MixedCalls run({kThreads, c.rounds * MixedCalls::tableSize(), c.failEvery > 0, 30s});
+    MixedCalls run({kThreads, c.rounds * MixedCalls::tableSize(), c.failEvery > 0});
     run.finish();
     const HostBinderLookupCounts after = mEnv.lookups();
     const uint64_t namespaceLookups = after.waitForService - before.waitForService;
@@ -71,7 +67,7 @@ TEST_P(ServiceFaultTest, CallersKeepGettingValidResultsAndConnectionsAreRemade) 
     // Once the service behaves again, both connections serve every call.
     fake->setDelay(0ms);
     fake->failEvery(0, Answer{});
-    MixedCalls healthy({1, MixedCalls::tableSize(), false, 30s});
+    MixedCalls healthy({1, MixedCalls::tableSize(), false});
     healthy.finish();
     EXPECT_EQ(healthy.unexpected(), 0u) << healthy.report();
 }

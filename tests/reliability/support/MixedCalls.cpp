@@ -315,7 +315,7 @@ void MixedCalls::abortIfStuck() const {
     const int64_t now = nowNs();
     for (int i = 0; i < mOptions.threads; ++i) {
         const int64_t started = mSlots[static_cast<size_t>(i)].startedNs.load();
-        if (started == 0 || std::chrono::nanoseconds(now - started) <= mOptions.callBound) continue;
+        if (started == 0 || std::chrono::nanoseconds(now - started) <= kCallBound) continue;
         std::fprintf(stderr, "watchdog: %s on worker %d has not returned after %" PRId64 " ms\n",
                      mSlots[static_cast<size_t>(i)].op.load()->name, i, (now - started) / 1000000);
         std::abort();

@@ -22,9 +22,6 @@ struct MixedCallOptions {
     // The service fails or dies: the library's failure results (-1, qarInit's -2, the power
     // query's exception) are then expected besides answers. Otherwise every call must be answered.
     bool failuresAllowed = false;
-    // Longest a call may take. It must cover a service restart: the namespace's calls wait for a
-    // declared service to come back.
-    std::chrono::milliseconds callBound{30000};
 };
 
 // Starts its workers at once.
@@ -52,6 +49,10 @@ public:
     uint64_t callbacks() const { return mCallbacks->load(); }
     // Counts and the first unexpected results.
     std::string report() const;
+
+    // Longest a call may take. It covers a service restart: the namespace's calls wait for a
+    // declared service to come back.
+    static constexpr std::chrono::seconds kCallBound{60};
 
     struct Worker;
     struct Op;

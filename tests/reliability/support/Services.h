@@ -9,17 +9,26 @@
 
 #include "Options.h"
 #include "Simulator.h"
+#include "client/support/ServiceEnv.h"
 #include "jorvsim/support/SimProcess.h"
 #include "support/FakeJorv.h"
 
 namespace qarrel {
 
 // Gives the fake's state queries an answer that every query of the mixed calls takes as one:
-// a single record with a number as its value and a history text.
+// a single record with a number as its value.
 void answerLikeAService(qartest::FakeJorv& fake);
 
-// The directory this process publishes and looks up services in.
-std::string currentServiceDir();
+// A test against jorv-sim run as a child process in the test's own service directory.
+class SimTest : public ::testing::Test {
+protected:
+    ::testing::AssertionResult startSim(const std::vector<std::string>& args = {});
+    ::testing::AssertionResult killSim();
+    void TearDown() override;
+
+    qartest::ServiceEnv mEnv;
+    std::unique_ptr<jorvsimtest::SimProcess> mSim;
+};
 
 // Reads the child's transcript until it has served `calls` more calls and made a callback, so
 // that whatever happens next finds it busy. False when that does not happen in time.
