@@ -9,16 +9,15 @@
 #include <thread>
 
 #include "JorvHalclient.h"
+#include "support/FakeServiceTest.h"
 #include "support/RecordingCallbacks.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
 
-TEST(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
-    ServiceEnv env;
-    env.declare();
-    std::shared_ptr<FakeJorv> fake = env.publish();
+using CallbackConcurrencyTest = FakeServiceTest;
+
+TEST_F(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
     auto callback = std::make_shared<RecordingCallback>();
     constexpr int kRequestThreads = 6;
     constexpr int kRequestsPerThread = 40;
@@ -51,10 +50,7 @@ TEST(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
     // The service calls back from two threads of its own while the callers run.
     for (int t = 0; t < 2; ++t) {
         threads.emplace_back([&] {
-            JorvRequestData data;
-            data.id = 7;
-            data.value = "v";
-            while (running > 0) fake->callBackAll({data});
+            while (running > 0) fake->callBackAll({entry(7, "v")});
         });
     }
     for (std::thread& thread : threads) thread.join();
