@@ -30,12 +30,7 @@ struct NotifyRow {
     std::optional<Rule> sent;  // nullopt: nothing reaches the service
 };
 
-class WrapperEntryTest : public EventApiTest {
-protected:
-    size_t wrapperLogged(const std::string& text) const {
-        return log.count(ANDROID_LOG_INFO, kWrapperTag, text);
-    }
-};
+using WrapperEntryTest = EventApiTest;
 
 TEST_F(WrapperEntryTest, NotifyDispatch) {
     const std::vector<int32_t> plainSources = {1, 10, 11, 12, 16, 110, 129, 1000};
@@ -96,14 +91,16 @@ TEST_F(WrapperEntryTest, NotifyDispatch) {
             EXPECT_EQ(calls[0].data, rule.data);
         }
     }
-    EXPECT_EQ(wrapperLogged("[QarNotifyWapper] n, src:9000, type:1"), 2u);
+    EXPECT_EQ(log.count(ANDROID_LOG_INFO, kWrapperTag, "[QarNotifyWapper] n, src:9000, type:1"),
+              2u);
 }
 
 TEST_F(WrapperEntryTest, NotifyReturnsZeroWhateverTheServiceSays) {
     fake->setDefault("ruleCtl", Answer::serviceSpecific(3));
     EXPECT_EQ(QarNotifyWapper("", 1, 1, 0, 0, 0, ""), 0);
     EXPECT_EQ(fake->callsOf("ruleCtl").size(), 1u);
-    EXPECT_EQ(wrapperLogged("[QarNotifyWapper] none, src:1, type:1"), 1u);
+    EXPECT_EQ(log.count(ANDROID_LOG_INFO, kWrapperTag, "[QarNotifyWapper] none, src:1, type:1"),
+              1u);
 }
 
 }  // namespace
