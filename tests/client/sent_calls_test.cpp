@@ -184,6 +184,7 @@ std::vector<Row> diagnosticRows() {
 
 std::vector<Row> eventRows() {
     static const std::vector<Resource> res = {{5, "1"}, {6, std::nullopt}};
+    static std::string text;
     constexpr char kWrapperTag[] = "[QAR_CLIENT_WRAPPER]";
     return {
             {[] { return QarEventAcquire(7, "p", "i", -1, res); }, 321, 321,
@@ -211,6 +212,13 @@ std::vector<Row> eventRows() {
              failedEv("qarRuleCtl")},
             {[] { return setRelatedSysInfo(2, "info"); }, 1, 1, "setRelatedSysInfo 2 'info'",
              failedEv("setRelatedSysInfo")},
+            // Queries answered with no record at all.
+            {[] { return QarGetHistory(text); }, 1, -1, "stateRequest type=11",
+             failedEv("QarGetHistory")},
+            {[] { return QarGetPMStatus(4); }, 1, -1, "stateRequest type=13 [4]",
+             failedEv("QarGetPMStatus")},
+            {[] { return QarGetFeatureStatus(3); }, 1, -1, "stateRequest type=17 [3]",
+             failedEv("QarGetFeatureStatus")},
             // Listed twice: the first position is the action id.
             {[] {
                  return QarEventAcquireWrapper("TRIVEX_ACTION_CAMERA_APS_CAPTURE_L1", "s", "i", 40);
