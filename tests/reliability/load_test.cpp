@@ -23,8 +23,8 @@ constexpr int kDefaultCallsPerThread = 1000;
 
 TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
     qartest::ServiceEnv env;
-    InProcessSim sim;
-    ASSERT_TRUE(sim.start());
+    env.declare();
+    answerLikeAService(*env.publish());
     // The event API connects before the counts are taken: the load must not look the service up
     // again.
     ASSERT_EQ(qarInit(), 0);
@@ -37,7 +37,6 @@ TEST(HealthyLoadTest, TenThreadsOfMixedCallsAreAllAnswered) {
 
     EXPECT_EQ(load.unexpected(), 0u) << load.report();
     EXPECT_EQ(load.calls(), static_cast<uint64_t>(kLoadThreads) * callsPerThread);
-    EXPECT_GT(load.callbacks(), 0u);
     // Nothing failed, so nothing was dropped: the namespace connected once, and the event API
     // kept the connection qarInit made.
     const HostBinderLookupCounts after = env.lookups();

@@ -58,21 +58,4 @@ bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done)
     return true;
 }
 
-InProcessSim::InProcessSim(const jorvsim::Options& options)
-    : mDiscard(std::fopen("/dev/null", "w")),
-      mSimulator(std::make_unique<jorvsim::Simulator>(options, mDiscard, mDiscard, [] {})) {}
-
-InProcessSim::~InProcessSim() {
-    qartest::resetConnections();
-    mSimulator.reset();
-    if (mDiscard != nullptr) std::fclose(mDiscard);
-}
-
-::testing::AssertionResult InProcessSim::start() {
-    if (mDiscard == nullptr) return ::testing::AssertionFailure() << "cannot open /dev/null";
-    std::string error;
-    if (!mSimulator->start(&error)) return ::testing::AssertionFailure() << error;
-    return ::testing::AssertionSuccess();
-}
-
 }  // namespace qarrel
