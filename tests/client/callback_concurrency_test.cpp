@@ -1,5 +1,7 @@
 // Callbacks arriving on several binder threads while other threads send requests and open and
-// close listenings: no race, no lost registry entry (run under TSan in CI).
+// close listenings: no race, no lost registry entry (run under TSan in CI). Each test runs in a
+// process of its own under ctest, so the requesting threads, released at once, also make the
+// process's first callback objects together (each of them sets up the callback stub's logging).
 
 #include <gtest/gtest.h>
 
@@ -7,25 +9,27 @@
 #include <thread>
 
 #include "JorvHalclient.h"
+#include "support/FakeServiceTest.h"
 #include "support/RecordingCallbacks.h"
-#include "support/ServiceEnv.h"
 
 namespace qartest {
 namespace {
 
-TEST(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
-    ServiceEnv env;
-    env.declare();
-    std::shared_ptr<FakeJorv> fake = env.publish();
+using CallbackConcurrencyTest = FakeServiceTest;
+
+TEST_F(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
     auto callback = std::make_shared<RecordingCallback>();
+    constexpr int kRequestThreads = 6;
     constexpr int kRequestsPerThread = 40;
     constexpr int kListenings = 40;
 
-    std::atomic<int> running{3};
+    std::atomic<int> running{kRequestThreads + 1};
     std::atomic<int> badResults{0};
+    std::atomic<int> ready{0};
     std::vector<std::thread> threads;
-    for (int t = 0; t < 2; ++t) {
+    for (int t = 0; t < kRequestThreads; ++t) {
         threads.emplace_back([&] {
+            for (++ready; ready < kRequestThreads;) std::this_thread::yield();
             for (int i = 0; i < kRequestsPerThread; ++i) {
                 jorvHalclient::ResourceList resources = {{i + 1, "1"}};
                 if (jorvHalclient::jorvResCtlRequest(0, 1, resources, 0, 0, 0, callback) != 1) {
@@ -46,10 +50,7 @@ TEST(CallbackConcurrencyTest, CallbacksDuringRequestsAndRegistrations) {
     // The service calls back from two threads of its own while the callers run.
     for (int t = 0; t < 2; ++t) {
         threads.emplace_back([&] {
-            JorvRequestData data;
-            data.id = 7;
-            data.value = "v";
-            while (running > 0) fake->callBackAll({data});
+            while (running > 0) fake->callBackAll({entry(7, "v")});
         });
     }
     for (std::thread& thread : threads) thread.join();

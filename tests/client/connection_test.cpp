@@ -1,6 +1,9 @@
-// The namespace client's connection: first use, waiting for a declared service, death, and the
-// race of two connecting threads. Calls while the service dies and comes back: tests/reliability.
+// The library's two service connections: first use, an unreachable service, init, death and
+// reconnection, the namespace's wait for a declared service and its race of connecting threads,
+// and the independence of the two. Calls while the service dies and comes back:
+// tests/reliability.
 
+#include <android/binder_manager.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +11,7 @@
 #include <thread>
 
 #include "JorvHalclient.h"
+#include "QarEventApi.h"
 #include "halclient/JorvHalConnection.h"
 #include "support/FakeServiceTest.h"
 
@@ -22,73 +26,139 @@ int requestOnce() {
     return jorvHalclient::jorvResCtlRequest(1, empty, 2);
 }
 
-TEST(ConnectionTest, NotDeclaredEveryCallLogsAndFails) {
-    ServiceEnv env;
-    env.publish();  // running but not declared: the client must not use it
-    LogCapture log;
+int initNamespace() {
+    jorvHalclient::jorv_init();
+    return jorvHalConnected() ? 0 : -1;
+}
+
+int callEventApi() {
+    return qarRuleCtl(8, 1, {});
+}
+
+// One of the two connections. They log under their own tags, and look the service up in their own
+// way: the namespace waits for it, the event API only checks for it.
+struct Connection {
+    const char* name;
+    int (*call)();  // one call through the connection, which the fake answers with 1
+    int (*init)();  // 0 when the service's init succeeds
+    bool (*connected)();
+    int initFailure;
+    bool eventApi;
+
+    const char* tag() const { return eventApi ? kQarTag : kTag; }
+    uint64_t lookups(const HostBinderLookupCounts& counts) const {
+        return eventApi ? counts.checkService : counts.waitForService;
+    }
+    uint64_t otherLookups(const HostBinderLookupCounts& counts) const {
+        return eventApi ? counts.waitForService : counts.checkService;
+    }
+};
+
+const Connection kNamespace = {"Namespace",      requestOnce, initNamespace,
+                               jorvHalConnected, -1,          false};
+const Connection kEvent = {"EventApi", callEventApi, qarInit, qarHalConnected, -2, true};
+
+void PrintTo(const Connection& connection, std::ostream* os) {
+    *os << connection.name;
+}
+
+// The event API adds a line of its own to the reason.
+TEST(ConnectionTest, UnreachableServiceFailsAtOnce) {
     struct Case {
-        const char* entry;
+        bool declared;  // a service is published only when none is declared
         std::function<int()> call;
+        int priority;  // of the entry line
+        const char* tag;
+        const char* entry;
+        const char* reason;
+        uint64_t isDeclared;
+        uint64_t checkService;
     };
-    static ResourceList empty;
     const std::vector<Case> cases = {
-            {"jorv client jorvResCtlRequest", [] { return requestOnce(); }},
-            {"jorv client jorvSACtlRequest",
-             [] { return jorvHalclient::jorvSACtlRequest(1, 2, 3); }},
-            {"jorv client jorvResCtlRelease", [] { return jorvHalclient::jorvResCtlRelease(1); }},
-            {"jorv client jorvSACtlRelease", [] { return jorvHalclient::jorvSACtlRelease(1); }},
-            {"jorv client jorv_init",
-             [] {
-                 jorvHalclient::jorv_init();
-                 return -1;
-             }},
+            {false, requestOnce, ANDROID_LOG_INFO, kTag, "jorv client jorvResCtlRequest",
+             kNotDeclared0, 2, 0},
+            {false, initNamespace, ANDROID_LOG_INFO, kTag, "jorv client jorv_init", kNotDeclared0,
+             2, 0},
+            {false, qarInit, ANDROID_LOG_ERROR, kQarTag, "qarInit enter", kNotDeclared0, 2, 0},
+            {true, qarInit, ANDROID_LOG_ERROR, kQarTag, "qarInit enter",
+             "Jorv HAL Service not found", 1, 1},
     };
     for (const Case& c : cases) {
-        log.clear();
+        SCOPED_TRACE(c.entry);
+        ServiceEnv env;
+        c.declared ? env.declare() : static_cast<void>(env.publish());
+        LogCapture log;
         const auto before = env.lookups();
-        EXPECT_EQ(c.call(), -1) << c.entry;
-        const std::vector<LogLine> expected = {{ANDROID_LOG_INFO, kTag, c.entry},
-                                               {ANDROID_LOG_ERROR, kTag, kNotDeclared0}};
-        EXPECT_EQ(log.lines(), expected) << c.entry;
+        EXPECT_EQ(c.call(), -1);
+        std::vector<LogLine> expected = {{c.priority, c.tag, c.entry},
+                                         {ANDROID_LOG_ERROR, c.tag, c.reason}};
+        if (c.tag == kQarTag) {
+            expected.push_back(
+                    {ANDROID_LOG_ERROR, kQarTag, "qar_get_jorv_hal_and_link_to_death error:-1"});
+        }
+        EXPECT_EQ(log.lines(), expected);
         const auto after = env.lookups();
-        EXPECT_EQ(after.isDeclared - before.isDeclared, 2u) << "asked twice, " << c.entry;
-        EXPECT_EQ(after.waitForService, before.waitForService) << c.entry;
+        EXPECT_EQ(after.isDeclared - before.isDeclared, c.isDeclared);
+        EXPECT_EQ(after.checkService - before.checkService, c.checkService);
+        EXPECT_EQ(after.waitForService, before.waitForService) << "never waits";
+        EXPECT_TRUE(c.declared || env.fake()->calls().empty());
     }
-    EXPECT_TRUE(env.fake()->calls().empty());
 }
 
-TEST(ConnectionTest, FirstUseConnectsOnceThenStaysCached) {
-    ServiceEnv env;
-    env.declare();
-    env.publish();
-    LogCapture log;
+class ConnectionTest : public FakeServiceTest, public ::testing::WithParamInterface<Connection> {};
+
+TEST_P(ConnectionTest, FirstUseConnectsOnceAndAFailedInitDropsIt) {
+    const Connection& c = GetParam();
     const auto before = env.lookups();
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(requestOnce(), 1);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(c.call(), 1);
     const auto after = env.lookups();
     EXPECT_EQ(after.isDeclared - before.isDeclared, 1u);
-    EXPECT_EQ(after.waitForService - before.waitForService, 1u);
-    EXPECT_EQ(after.checkService, before.checkService) << "the namespace client never checks";
+    EXPECT_EQ(c.lookups(after) - c.lookups(before), 1u);
+    EXPECT_EQ(c.otherLookups(after), c.otherLookups(before));
     for (const LogLine& line : log.lines()) EXPECT_NE(line.priority, ANDROID_LOG_ERROR);
+
+    EXPECT_EQ(c.init(), 0);
+    EXPECT_TRUE(c.connected());
+    fake->enqueue("init", Answer::serviceSpecific(3));
+    EXPECT_EQ(c.init(), c.initFailure);
+    const std::string failed = c.eventApi ? "jorv_init() failed : " : "jorv_init() failed: ";
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag(), failed + "jorv HAL service not available"), 1u);
+    EXPECT_FALSE(c.connected());
+    EXPECT_EQ(c.init(), 0);
+    EXPECT_EQ(fake->callsOf("init").size(), 3u);
 }
 
-TEST(ConnectionTest, InitSendsInitAndFailureDropsConnection) {
-    ServiceEnv env;
-    env.declare();
-    auto fake = env.publish();
-    jorvHalclient::jorv_init();
-    EXPECT_EQ(fake->callsOf("init").size(), 1u);
-    EXPECT_TRUE(jorvHalConnected());
-
-    LogCapture log;
+TEST_P(ConnectionTest, DeathIsReportedOnceAndTheNextCallReconnects) {
+    const Connection& c = GetParam();
+    // The test keeps the proxy alive, so that the connection dropped after a failed init is re-made
+    // on the same proxy: its death must still be reported once, not once per connection made.
+    ndk::SpAIBinder proxy(AServiceManager_checkService(kInstance));
     fake->enqueue("init", Answer::exception(EX_SECURITY));
-    jorvHalclient::jorv_init();
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, kTag,
-                        "jorv_init() failed: jorv HAL service not available"),
-              1u);
-    EXPECT_FALSE(jorvHalConnected());
+    ASSERT_EQ(c.init(), c.initFailure);
+    ASSERT_EQ(c.init(), 0);
+    std::atomic<bool> toldAll{false};  // linked last, so told last
+    ndk::ScopedAIBinder_DeathRecipient recipient(AIBinder_DeathRecipient_new(
+            [](void* cookie) { static_cast<std::atomic<bool>*>(cookie)->store(true); }));
+    ASSERT_EQ(AIBinder_linkToDeath(proxy.get(), recipient.get(), &toldAll), STATUS_OK);
+    env.kill();
+    ASSERT_TRUE(waitFor([&] { return toldAll.load(); }));
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, c.tag(), "Jorv HAL Service died"), 1u);
+    EXPECT_FALSE(c.connected());
+
+    auto next = env.publish();
+    EXPECT_EQ(c.call(), 1);
+    EXPECT_EQ(next->calls().size(), 1u);
+    // The new connection has a death link of its own.
+    env.kill();
+    EXPECT_TRUE(waitFor(
+            [&] { return log.count(ANDROID_LOG_ERROR, c.tag(), "Jorv HAL Service died") == 2; }));
+    EXPECT_FALSE(c.connected());
 }
 
-TEST(ConnectionTest, DeclaredButNotRunningWaitsForPublication) {
+INSTANTIATE_TEST_SUITE_P(Connections, ConnectionTest, ::testing::Values(kNamespace, kEvent),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(NamespaceConnectionTest, DeclaredButNotRunningWaitsForPublication) {
     ServiceEnv env;
     env.declare();
     const auto before = env.lookups();
@@ -102,34 +172,7 @@ TEST(ConnectionTest, DeclaredButNotRunningWaitsForPublication) {
     EXPECT_EQ(pending.get(), 606);
 }
 
-TEST(ConnectionTest, DeathDropsConnectionAndNextCallReconnects) {
-    ServiceEnv env;
-    env.declare();
-    env.publish();
-    ASSERT_EQ(requestOnce(), 1);
-    LogCapture log;
-    env.kill();
-    ASSERT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 1; }));
-    EXPECT_FALSE(jorvHalConnected());
-
-    // The next call waits for the service to come back.
-    const auto before = env.lookups();
-    auto pending = std::async(std::launch::async, requestOnce);
-    ASSERT_TRUE(waitFor([&] { return env.lookups().waitForService > before.waitForService; }));
-    auto fake = env.publish();
-    fake->setDefault("request", Answer::ok(2));
-    ASSERT_EQ(pending.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    EXPECT_EQ(pending.get(), 2);
-
-    // The new connection has a death link of its own.
-    env.kill();
-    EXPECT_TRUE(waitFor(
-            [&] { return log.count(ANDROID_LOG_ERROR, kTag, "Jorv HAL Service died") == 2; }));
-    EXPECT_FALSE(jorvHalConnected());
-}
-
-TEST(ConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
+TEST(NamespaceConnectionTest, ConcurrentFirstCallsConnectOnceAndLosersLogTheirRace) {
     ServiceEnv env;
     env.declare();
     env.publish();

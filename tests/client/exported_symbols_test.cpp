@@ -7,34 +7,21 @@
 #include <cstdio>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
+// One demangled name per line, whole, blanks and all.
 std::set<std::string> exportedSymbols(const std::string& library) {
     std::set<std::string> symbols;
-    const std::string command = "nm -D --defined-only -C --format=posix '" + library + "'";
+    const std::string command = "nm -D --defined-only -C --format=just-symbols '" + library + "'";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return symbols;
     char line[8192];
     while (fgets(line, sizeof(line), pipe) != nullptr) {
-        // posix format: "<name> <type letter> <value> [<size>]"; demangled names contain blanks,
-        // so the fields are taken off the end.
-        std::istringstream fields(line);
-        std::vector<std::string> words;
-        for (std::string word; fields >> word;) words.push_back(word);
-        auto isType = [&](size_t fromEnd) {
-            return words.size() > fromEnd && words[words.size() - fromEnd - 1].size() == 1 &&
-                   isalpha(static_cast<unsigned char>(words[words.size() - fromEnd - 1][0]));
-        };
-        const size_t trailing = isType(2) ? 3 : isType(1) ? 2 : 0;
-        if (trailing == 0) continue;
-        // Demangled names separate their parts by single blanks, so joining restores them.
-        std::string name;
-        for (size_t i = 0; i + trailing < words.size(); ++i) name += (i ? " " : "") + words[i];
-        symbols.insert(name);
+        std::string name(line);
+        if (!name.empty() && name.back() == '\n') name.pop_back();
+        if (!name.empty()) symbols.insert(name);
     }
     pclose(pipe);
     return symbols;

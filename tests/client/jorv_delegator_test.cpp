@@ -6,11 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "support/FakeJorv.h"
+#include "support/FakeServiceTest.h"
 
 namespace qartest {
 namespace {
@@ -18,17 +19,6 @@ namespace {
 using ::aidl::vendor::vemra::hardware::jorv::BnJorvCallback;
 using ::aidl::vendor::vemra::hardware::jorv::IJorv;
 using ::aidl::vendor::vemra::hardware::jorv::IJorvDefault;
-
-// The op, scalar and string arguments of a recorded call, in one comparable line.
-std::string describe(const Call& call) {
-    std::string line = call.op;
-    for (int32_t i : call.ints) line += " " + std::to_string(i);
-    for (const std::string& s : call.strings) line += " '" + s + "'";
-    if (call.parcel) line += " parcel" + std::to_string(call.parcel->param0);
-    for (const JorvRequestData& d : call.data) line += " data" + std::to_string(d.id);
-    if (call.callback) line += " callback";
-    return line;
-}
 
 class SilentCallback : public BnJorvCallback {
 public:
@@ -49,39 +39,35 @@ TEST(JorvDelegatorTest, HandsEachCallToTheSameMethodOfTheImplementation) {
     std::string text;
     std::vector<JorvRequestData> data;
 
-    EXPECT_TRUE(delegator->init().isOk());
-    EXPECT_TRUE(delegator->request(parcel, &out).isOk());
-    EXPECT_TRUE(delegator->release(11, &out).isOk());
-    EXPECT_TRUE(delegator->stateRequest(parcel, &data).isOk());
-    EXPECT_TRUE(delegator->listeningRegister(parcel, callback, &out).isOk());
-    EXPECT_TRUE(delegator->listeningUnregister(12, &out).isOk());
-    EXPECT_TRUE(delegator->propertyGet("name", &text).isOk());
-    EXPECT_TRUE(delegator->propertySet("key", "value", &out).isOk());
-    EXPECT_TRUE(delegator->thermalListeningRegister({1, 2}, callback, &out).isOk());
-    EXPECT_TRUE(delegator->thermalListeningUnregister(13, &out).isOk());
-    EXPECT_TRUE(delegator->reserved10().isOk());
-    EXPECT_TRUE(delegator->setRelatedSysInfo(14, "info", &out).isOk());
-    EXPECT_TRUE(delegator->ruleCtl(15, 16, {item}, &out).isOk());
-    EXPECT_TRUE(delegator->requestOneWay(parcel).isOk());
-
-    std::vector<std::string> calls;
-    for (const Call& call : fake->calls()) calls.push_back(describe(call));
-    EXPECT_EQ(calls, (std::vector<std::string>{
-                             "init",
-                             "request parcel5",
-                             "release 11",
-                             "stateRequest parcel5",
-                             "listeningRegister parcel5 callback",
-                             "listeningUnregister 12",
-                             "propertyGet 'name'",
-                             "propertySet 'key' 'value'",
-                             "thermalListeningRegister 1 2 callback",
-                             "thermalListeningUnregister 13",
-                             "reserved10",
-                             "setRelatedSysInfo 14 'info'",
-                             "ruleCtl 15 16 data9",
-                             "requestOneWay parcel5",
-                     }));
+    auto& d = delegator;
+    const std::vector<std::pair<std::function<::ndk::ScopedAStatus()>, const char*>> calls = {
+            {[&] { return d->init(); }, "init"},
+            {[&] { return d->request(parcel, &out); }, "request type=0 p0=5"},
+            {[&] { return d->release(11, &out); }, "release 11"},
+            {[&] { return d->stateRequest(parcel, &data); }, "stateRequest type=0 p0=5"},
+            {[&] { return d->listeningRegister(parcel, callback, &out); },
+             "listeningRegister type=0 p0=5 cb"},
+            {[&] { return d->listeningUnregister(12, &out); }, "listeningUnregister 12"},
+            {[&] { return d->propertyGet("name", &text); }, "propertyGet 'name'"},
+            {[&] { return d->propertySet("key", "value", &out); }, "propertySet 'key' 'value'"},
+            {[&] {
+                 return d->thermalListeningRegister({1, 2}, callback, &out);
+             },
+             "thermalListeningRegister 1 2 cb"},
+            {[&] { return d->thermalListeningUnregister(13, &out); },
+             "thermalListeningUnregister 13"},
+            {[&] { return d->reserved10(); }, "reserved10"},
+            {[&] { return d->setRelatedSysInfo(14, "info", &out); }, "setRelatedSysInfo 14 'info'"},
+            {[&] { return d->ruleCtl(15, 16, {item}, &out); }, "ruleCtl 15 16 9"},
+            {[&] { return d->requestOneWay(parcel); }, "requestOneWay type=0 p0=5"},
+    };
+    for (const auto& [call, sent] : calls) {
+        fake->clearCalls();
+        EXPECT_TRUE(call().isOk()) << sent;
+        const std::vector<Call> received = fake->calls();
+        ASSERT_EQ(received.size(), 1u) << sent;
+        EXPECT_EQ(describe(received[0]), sent);
+    }
 }
 
 TEST(JorvDelegatorTest, RefusesAnImplementationOfAnotherVersion) {

@@ -1,6 +1,5 @@
-// The wrapper entry points end to end against the fake service: which rule switch each
-// notification sends (or that it sends none), acquisition by action name, release, and what the
-// callers get back.
+// Notifications through the wrapper end to end against the fake service: which rule switch each
+// one sends (or that it sends none), and what the callers get back.
 
 #include <climits>
 #include <optional>
@@ -31,12 +30,7 @@ struct NotifyRow {
     std::optional<Rule> sent;  // nullopt: nothing reaches the service
 };
 
-class WrapperEntryTest : public EventApiTest {
-protected:
-    size_t wrapperLogged(const std::string& text) const {
-        return log.count(ANDROID_LOG_INFO, kWrapperTag, text);
-    }
-};
+using WrapperEntryTest = EventApiTest;
 
 TEST_F(WrapperEntryTest, NotifyDispatch) {
     const std::vector<int32_t> plainSources = {1, 10, 11, 12, 16, 110, 129, 1000};
@@ -97,65 +91,16 @@ TEST_F(WrapperEntryTest, NotifyDispatch) {
             EXPECT_EQ(calls[0].data, rule.data);
         }
     }
-    EXPECT_EQ(wrapperLogged("[QarNotifyWapper] n, src:9000, type:1"), 2u);
+    EXPECT_EQ(log.count(ANDROID_LOG_INFO, kWrapperTag, "[QarNotifyWapper] n, src:9000, type:1"),
+              2u);
 }
 
 TEST_F(WrapperEntryTest, NotifyReturnsZeroWhateverTheServiceSays) {
     fake->setDefault("ruleCtl", Answer::serviceSpecific(3));
     EXPECT_EQ(QarNotifyWapper("", 1, 1, 0, 0, 0, ""), 0);
     EXPECT_EQ(fake->callsOf("ruleCtl").size(), 1u);
-    EXPECT_EQ(wrapperLogged("[QarNotifyWapper] none, src:1, type:1"), 1u);
-}
-
-TEST_F(WrapperEntryTest, AcquireByActionName) {
-    struct Row {
-        const char* eventId;
-        int32_t actionId;  // -1: nothing is sent
-    };
-    fake->setDefault("request", Answer::ok(321));
-    // The lookup itself is the action table's; here: the id sent, and nothing for no match.
-    for (const Row& row : {
-                 // Listed twice: the first position is the action id.
-                 Row{"TRIVEX_ACTION_CAMERA_APS_CAPTURE_L1", 91},
-                 Row{"TRIVEX_ACTION_CAMERA_APS_INNER_THDR_CAPTURE_L1", 198},
-                 Row{"ACTION_LAUNCH", -1},
-                 Row{"", -1},
-         }) {
-        fake->clearCalls();
-        const int32_t result = QarEventAcquireWrapper(row.eventId, "scene", "id", 40);
-        if (row.actionId < 0) {
-            EXPECT_EQ(result, -1) << row.eventId;
-            EXPECT_TRUE(fake->calls().empty()) << row.eventId;
-            continue;
-        }
-        EXPECT_EQ(result, 321) << row.eventId;
-        JorvRequestParcel expected;
-        expected.requestType = 8;
-        expected.dataList = {entry(row.actionId)};
-        expected.param1 = 40;
-        expected.text1 = "scene";
-        expected.text2 = "id";
-        EXPECT_EQ(lastParcel("request"), expected) << row.eventId;
-    }
-    EXPECT_EQ(wrapperLogged("[QarEventAcquireWrapper] eventId:none, scene:scene, identity:id, "
-                            "timeout:40"),
+    EXPECT_EQ(log.count(ANDROID_LOG_INFO, kWrapperTag, "[QarNotifyWapper] none, src:1, type:1"),
               1u);
-
-    // The event API's own failure comes back as it is.
-    fake->clearCalls();
-    fake->enqueue("request", Answer::serviceSpecific(2));
-    EXPECT_EQ(QarEventAcquireWrapper("TRIVEX_ACTION_LAUNCH", "", "", -1), -1);
-    EXPECT_EQ(fake->callsOf("request").size(), 1u);
-    EXPECT_EQ(wrapperLogged("[QarEventAcquireWrapper] eventId:TRIVEX_ACTION_LAUNCH, scene:none, "
-                            "identity:none, timeout:-1"),
-              1u);
-}
-
-TEST_F(WrapperEntryTest, Release) {
-    QarReleaseWapper(-7);
-    ASSERT_EQ(fake->callsOf("release").size(), 1u);
-    EXPECT_EQ(fake->callsOf("release")[0].ints, std::vector<int32_t>{-7});
-    EXPECT_EQ(wrapperLogged("[QarReleaseWapper] -7"), 1u);
 }
 
 }  // namespace

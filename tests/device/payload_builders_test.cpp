@@ -37,13 +37,6 @@ void expectAll(const std::function<std::vector<Resource>(const std::string&)>& b
     for (const Case& c : cases) EXPECT_EQ(show(build(c.payload)), c.expected) << c.payload;
 }
 
-TEST(PayloadBuildersTest, ResourceInfoKeepsEmptyValueEngaged) {
-    const Resource r = QarResourceInfo(5, "");
-    EXPECT_EQ(r.id, 5);
-    ASSERT_TRUE(r.value.has_value());
-    EXPECT_EQ(*r.value, "");
-}
-
 TEST(PayloadBuildersTest, TargetLoad) {
     expectAll(getTargetLoadList,
               {
@@ -111,12 +104,14 @@ TEST(PayloadBuildersTest, GameAdp) {
               });
 }
 
-TEST(PayloadBuildersTest, GameUpgrade) {
+TEST(PayloadBuildersTest, GameUpgradeAndResourceInfo) {
     EXPECT_EQ(show(getGameUpgradeList(9, 9, 0, 9, 9, "")), "");
     EXPECT_EQ(show(getGameUpgradeList(0, 0, -1, 0, 0, "p")), "010115B0=p");
     EXPECT_EQ(show(getGameUpgradeList(0, 0, 1, 0, 0, "")), "01011040=1");
     EXPECT_EQ(show(getGameUpgradeList(0, 0, 2, 0, 0, "game.sample")),
               "01011040=2 010115B0=game.sample");
+    // An empty value stays a value.
+    EXPECT_EQ(show({QarResourceInfo(5, "")}), "00000005=");
 }
 
 }  // namespace

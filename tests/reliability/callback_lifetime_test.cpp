@@ -4,7 +4,6 @@
 // library's registry nor the service holds it, it must be destroyed, and never be called again
 // (in the ASan build such a call is a use after free).
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <atomic>
 #include <thread>
@@ -17,7 +16,6 @@
 namespace qarrel {
 namespace {
 
-using jorvsimtest::SimProcess;
 using QarClient::Resource;
 
 constexpr int kRounds = 10;
@@ -72,30 +70,8 @@ private:
     std::thread mThread;
 };
 
-enum class Order { kUnregisterThenKill, kKillThenUnregister };
-
-const char* name(Order order) {
-    return order == Order::kUnregisterThenKill ? "UnregisterThenKill" : "KillThenUnregister";
-}
-
-void PrintTo(Order order, std::ostream* os) {
-    *os << name(order);
-}
-
-class CallbackLifetimeTest : public ::testing::TestWithParam<Order> {
-protected:
-    ::testing::AssertionResult startSim() {
-        mSim = std::make_unique<SimProcess>(currentServiceDir(), std::vector<std::string>{});
-        return mSim->start();
-    }
-    void TearDown() override {
-        qartest::resetConnections();
-        mSim.reset();
-    }
-
-    qartest::ServiceEnv mEnv;
-    std::unique_ptr<SimProcess> mSim;
-};
+// The parameter: whether the listening is unregistered before the kill, or after it.
+class CallbackLifetimeTest : public SimTest, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAfter) {
     ASSERT_TRUE(startSim());
@@ -118,14 +94,13 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
         {
             Traffic traffic;
             ASSERT_TRUE(drainUntil(*mSim, [&] { return probe->calls > kCallbacksBeforeKill; }));
-            if (GetParam() == Order::kUnregisterThenKill) {
+            if (GetParam()) {
                 EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(listening), 0);
             }
-            mSim->signal(SIGKILL);
-            ASSERT_TRUE(mSim->waitExit().has_value());
+            ASSERT_TRUE(killSim());
         }
         ASSERT_TRUE(startSim());
-        if (GetParam() == Order::kKillThenUnregister) {
+        if (!GetParam()) {
             // The new instance never heard of the handle; the library forgets it all the same.
             EXPECT_EQ(jorvHalclient::jorvResListeningUnRegister(listening), -1);
         }
@@ -140,11 +115,9 @@ TEST_P(CallbackLifetimeTest, ReleasedOnceLibraryAndServiceLetGoAndNeverCalledAft
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Orders, CallbackLifetimeTest,
-                         ::testing::Values(Order::kUnregisterThenKill, Order::kKillThenUnregister),
-                         [](const ::testing::TestParamInfo<Order>& info) {
-                             return name(info.param);
-                         });
+INSTANTIATE_TEST_SUITE_P(Orders, CallbackLifetimeTest, ::testing::Bool(), [](const auto& info) {
+    return info.param ? "UnregisterThenKill" : "KillThenUnregister";
+});
 
 }  // namespace
 }  // namespace qarrel

@@ -5,7 +5,6 @@
 //
 // QAR_RELIABILITY_CYCLES sets the number of restarts (100 by default; 1000 for the full run).
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <iostream>
 #include <memory>
@@ -18,8 +17,6 @@
 
 namespace qarrel {
 namespace {
-
-using jorvsimtest::SimProcess;
 
 constexpr int kDefaultCycles = 100;
 constexpr int kWorkers = 4;
@@ -35,36 +32,16 @@ constexpr int kCycleKindCount = sizeof(kCycleKinds) / sizeof(kCycleKinds[0]);
 constexpr int kCallsAtEnd = 120;
 constexpr auto kSettleTimeout = std::chrono::seconds(30);
 
-class ServiceRestartTest : public ::testing::Test {
+class ServiceRestartTest : public SimTest {
 protected:
-    ::testing::AssertionResult startSim(const std::vector<std::string>& args = {}) {
-        mSim = std::make_unique<SimProcess>(currentServiceDir(), args);
-        return mSim->start();
-    }
-    ::testing::AssertionResult killSim() {
-        mSim->signal(SIGKILL);
-        if (!mSim->waitExit().has_value()) return ::testing::AssertionFailure() << "not reaped";
-        return ::testing::AssertionSuccess();
-    }
     // Every call answered, by a service that has just started or stayed up.
     static ::testing::AssertionResult healthyRound(int threads) {
-        // Recorded in the service's history, so that a history query has something to answer.
         if (qarInit() != 0) return ::testing::AssertionFailure() << "qarInit failed";
-        MixedCalls round(
-                {threads, MixedCalls::tableSize(), false, false, std::chrono::seconds(30)});
-        round.start();
+        MixedCalls round({threads, MixedCalls::tableSize(), false});
         round.finish();
         if (round.unexpected() == 0) return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << round.report();
     }
-    void TearDown() override {
-        // Unlinked first, so that the last service's death reaches nothing.
-        qartest::resetConnections();
-        mSim.reset();
-    }
-
-    qartest::ServiceEnv mEnv;  // a private service directory; connections start reset
-    std::unique_ptr<SimProcess> mSim;
 };
 
 TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
@@ -79,8 +56,7 @@ TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
     const Census baseline = takeCensus();
     const HostBinderLookupCounts before = mEnv.lookups();
 
-    MixedCalls load({kWorkers, 0, true, false, std::chrono::seconds(60)});
-    load.start();
+    MixedCalls load({kWorkers, 0, true});
     uint64_t busyCycles = 0;
     for (int cycle = 0; cycle < cycles; ++cycle) {
         const CycleKind& running = kCycleKinds[cycle % kCycleKindCount];

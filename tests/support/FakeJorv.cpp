@@ -3,9 +3,7 @@
 #include <utility>
 
 namespace qartest {
-namespace {
-
-::ndk::ScopedAStatus toStatus(const Answer& answer) {
+::ndk::ScopedAStatus FakeJorv::toStatus(const Answer& answer) {
     switch (answer.kind) {
         case Answer::Kind::kOk:
             return ::ndk::ScopedAStatus::ok();
@@ -18,15 +16,6 @@ namespace {
     }
     return ::ndk::ScopedAStatus::ok();
 }
-
-// Writes the scripted out-value; left untouched when the script has none, so the client's preset
-// shows through.
-::ndk::ScopedAStatus answerInt(const Answer& answer, int32_t* out) {
-    if (answer.out.has_value()) *out = *answer.out;
-    return toStatus(answer);
-}
-
-}  // namespace
 
 void FakeJorv::setDefault(const std::string& op, Answer answer) {
     std::lock_guard<std::mutex> lock(mMutex);
@@ -158,18 +147,6 @@ Answer FakeJorv::answerScripted(Call call, Answer answer) {
     return answer;
 }
 
-::ndk::ScopedAStatus FakeJorv::init() {
-    return toStatus(record(Call{"init", {}, {}, {}, {}, {}, {}}));
-}
-
-::ndk::ScopedAStatus FakeJorv::request(const JorvRequestParcel& parcel, int32_t* out) {
-    return answerInt(record(Call{"request", parcel, {}, {}, {}, {}, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::release(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"release", {}, {handle}, {}, {}, {}, {}}), out);
-}
-
 ::ndk::ScopedAStatus FakeJorv::stateRequest(const JorvRequestParcel& parcel,
                                             std::vector<JorvRequestData>* out) {
     Answer answer = record(Call{"stateRequest", parcel, {}, {}, {}, {}, {}});
@@ -177,52 +154,10 @@ Answer FakeJorv::answerScripted(Call call, Answer answer) {
     return toStatus(answer);
 }
 
-::ndk::ScopedAStatus FakeJorv::listeningRegister(const JorvRequestParcel& parcel,
-                                                 const std::shared_ptr<IJorvCallback>& callback,
-                                                 int32_t* out) {
-    return answerInt(record(Call{"listeningRegister", parcel, {}, {}, {}, callback, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::listeningUnregister(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"listeningUnregister", {}, {handle}, {}, {}, {}, {}}), out);
-}
-
 ::ndk::ScopedAStatus FakeJorv::propertyGet(const std::string& name, std::string* out) {
     Answer answer = record(Call{"propertyGet", {}, {}, {name}, {}, {}, {}});
     if (answer.text.has_value()) *out = *answer.text;
     return toStatus(answer);
-}
-
-::ndk::ScopedAStatus FakeJorv::propertySet(const std::string& name, const std::string& value,
-                                           int32_t* out) {
-    return answerInt(record(Call{"propertySet", {}, {}, {name, value}, {}, {}, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::thermalListeningRegister(
-        const std::vector<int32_t>& ids, const std::shared_ptr<IJorvCallback>& callback,
-        int32_t* out) {
-    return answerInt(record(Call{"thermalListeningRegister", {}, ids, {}, {}, callback, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::thermalListeningUnregister(int32_t handle, int32_t* out) {
-    return answerInt(record(Call{"thermalListeningUnregister", {}, {handle}, {}, {}, {}, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::reserved10() {
-    return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}, {}}));
-}
-
-::ndk::ScopedAStatus FakeJorv::setRelatedSysInfo(int32_t a, const std::string& info, int32_t* out) {
-    return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::ruleCtl(int32_t ruleId, int32_t status,
-                                       const std::vector<JorvRequestData>& data, int32_t* out) {
-    return answerInt(record(Call{"ruleCtl", {}, {ruleId, status}, {}, data, {}, {}}), out);
-}
-
-::ndk::ScopedAStatus FakeJorv::requestOneWay(const JorvRequestParcel& parcel) {
-    return toStatus(record(Call{"requestOneWay", parcel, {}, {}, {}, {}, {}}));
 }
 
 }  // namespace qartest

@@ -104,30 +104,63 @@ public:
     // Forgets the callbacks it received (drops its proxies).
     void dropCallbacks();
 
-    ::ndk::ScopedAStatus init() override;
-    ::ndk::ScopedAStatus request(const JorvRequestParcel& parcel, int32_t* out) override;
-    ::ndk::ScopedAStatus release(int32_t handle, int32_t* out) override;
+    ::ndk::ScopedAStatus init() override {
+        return toStatus(record(Call{"init", {}, {}, {}, {}, {}, {}}));
+    }
+    ::ndk::ScopedAStatus request(const JorvRequestParcel& parcel, int32_t* out) override {
+        return answerInt(record(Call{"request", parcel, {}, {}, {}, {}, {}}), out);
+    }
+    ::ndk::ScopedAStatus release(int32_t handle, int32_t* out) override {
+        return answerInt(record(Call{"release", {}, {handle}, {}, {}, {}, {}}), out);
+    }
     ::ndk::ScopedAStatus stateRequest(const JorvRequestParcel& parcel,
                                       std::vector<JorvRequestData>* out) override;
     ::ndk::ScopedAStatus listeningRegister(const JorvRequestParcel& parcel,
                                            const std::shared_ptr<IJorvCallback>& callback,
-                                           int32_t* out) override;
-    ::ndk::ScopedAStatus listeningUnregister(int32_t handle, int32_t* out) override;
+                                           int32_t* out) override {
+        return answerInt(record(Call{"listeningRegister", parcel, {}, {}, {}, callback, {}}), out);
+    }
+    ::ndk::ScopedAStatus listeningUnregister(int32_t handle, int32_t* out) override {
+        return answerInt(record(Call{"listeningUnregister", {}, {handle}, {}, {}, {}, {}}), out);
+    }
     ::ndk::ScopedAStatus propertyGet(const std::string& name, std::string* out) override;
     ::ndk::ScopedAStatus propertySet(const std::string& name, const std::string& value,
-                                     int32_t* out) override;
+                                     int32_t* out) override {
+        return answerInt(record(Call{"propertySet", {}, {}, {name, value}, {}, {}, {}}), out);
+    }
     ::ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>& ids,
                                                   const std::shared_ptr<IJorvCallback>& callback,
-                                                  int32_t* out) override;
-    ::ndk::ScopedAStatus thermalListeningUnregister(int32_t handle, int32_t* out) override;
-    ::ndk::ScopedAStatus reserved10() override;
+                                                  int32_t* out) override {
+        return answerInt(record(Call{"thermalListeningRegister", {}, ids, {}, {}, callback, {}}),
+                         out);
+    }
+    ::ndk::ScopedAStatus thermalListeningUnregister(int32_t handle, int32_t* out) override {
+        return answerInt(record(Call{"thermalListeningUnregister", {}, {handle}, {}, {}, {}, {}}),
+                         out);
+    }
+    ::ndk::ScopedAStatus reserved10() override {
+        return toStatus(record(Call{"reserved10", {}, {}, {}, {}, {}, {}}));
+    }
     ::ndk::ScopedAStatus setRelatedSysInfo(int32_t a, const std::string& info,
-                                           int32_t* out) override;
+                                           int32_t* out) override {
+        return answerInt(record(Call{"setRelatedSysInfo", {}, {a}, {info}, {}, {}, {}}), out);
+    }
     ::ndk::ScopedAStatus ruleCtl(int32_t ruleId, int32_t status,
-                                 const std::vector<JorvRequestData>& data, int32_t* out) override;
-    ::ndk::ScopedAStatus requestOneWay(const JorvRequestParcel& parcel) override;
+                                 const std::vector<JorvRequestData>& data, int32_t* out) override {
+        return answerInt(record(Call{"ruleCtl", {}, {ruleId, status}, {}, data, {}, {}}), out);
+    }
+    ::ndk::ScopedAStatus requestOneWay(const JorvRequestParcel& parcel) override {
+        return toStatus(record(Call{"requestOneWay", parcel, {}, {}, {}, {}, {}}));
+    }
 
 private:
+    static ::ndk::ScopedAStatus toStatus(const Answer& answer);
+    // Writes the answer's out-value; left untouched when it has none, so the client's preset
+    // shows through.
+    static ::ndk::ScopedAStatus answerInt(const Answer& answer, int32_t* out) {
+        if (answer.out.has_value()) *out = *answer.out;
+        return toStatus(answer);
+    }
     // Records the call, waits while calls are held, and picks the answer.
     Answer record(Call call);
     // Calls the callback back when the answer says so, and keeps the call while a script runs.

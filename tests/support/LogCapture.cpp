@@ -52,8 +52,4 @@ void LogCapture::clear() {
     gLines.clear();
 }
 
-std::string toString(const LogLine& line) {
-    return std::to_string(line.priority) + " [" + line.tag + "] " + line.text;
-}
-
 }  // namespace qartest

@@ -34,6 +34,4 @@ public:
     void clear();
 };
 
-std::string toString(const LogLine& line);
-
 }  // namespace qartest

@@ -1,30 +1,21 @@
 // Which sanitizer a test binary is built with. Sanitizers make everything several times slower, so
-// a test's time bounds scale with kSanitizerSlowdown.
+// a test's time bounds scale with kSanitizerSlowdown. GCC says so by macros, clang by features.
 #pragma once
 
 #if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QAR_TEST_ASAN 1
-#endif
-#if __has_feature(thread_sanitizer)
-#define QAR_TEST_TSAN 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define QAR_TEST_ASAN 1
-#endif
-#if defined(__SANITIZE_THREAD__)
-#define QAR_TEST_TSAN 1
+#define QAR_HAS_FEATURE(x) __has_feature(x)
+#else
+#define QAR_HAS_FEATURE(x) 0
 #endif
 
 namespace qartest {
 
-#if defined(QAR_TEST_ASAN)
+#if defined(__SANITIZE_ADDRESS__) || QAR_HAS_FEATURE(address_sanitizer)
 inline constexpr bool kAsan = true;
 #else
 inline constexpr bool kAsan = false;
 #endif
-#if defined(QAR_TEST_TSAN)
+#if defined(__SANITIZE_THREAD__) || QAR_HAS_FEATURE(thread_sanitizer)
 inline constexpr bool kTsan = true;
 #else
 inline constexpr bool kTsan = false;

@@ -40,29 +40,11 @@ ServiceEnv::~ServiceEnv() {
     std::filesystem::remove_all(mDir, ignored);
 }
 
-void ServiceEnv::declare() {
-    HostBinder_declareInstance(kInstance);
-}
-
-void ServiceEnv::undeclare() {
-    HostBinder_undeclareInstance(kInstance);
-}
-
 std::shared_ptr<FakeJorv> ServiceEnv::publish() {
     if (mFake != nullptr) HostBinder_killService(kInstance);
     mFake = ::ndk::SharedRefBase::make<FakeJorv>();
     AServiceManager_addService(mFake->asBinder().get(), kInstance);
     return mFake;
-}
-
-void ServiceEnv::kill() {
-    HostBinder_killService(kInstance);
-}
-
-HostBinderLookupCounts ServiceEnv::lookups() const {
-    HostBinderLookupCounts counts{};
-    HostBinder_getLookupCounts(&counts);
-    return counts;
 }
 
 bool jorvHalConnected() {

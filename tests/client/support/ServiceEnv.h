@@ -26,16 +26,20 @@ public:
     ServiceEnv(const ServiceEnv&) = delete;
     ServiceEnv& operator=(const ServiceEnv&) = delete;
 
-    void declare();
-    void undeclare();
+    void declare() { HostBinder_declareInstance(kInstance); }
+    void undeclare() { HostBinder_undeclareInstance(kInstance); }
 
     // Publishes a new fake (replacing the published one, if any) and returns it.
     std::shared_ptr<FakeJorv> publish();
     // Makes the published service die for its clients.
-    void kill();
+    void kill() { HostBinder_killService(kInstance); }
     const std::shared_ptr<FakeJorv>& fake() const { return mFake; }
 
-    HostBinderLookupCounts lookups() const;
+    HostBinderLookupCounts lookups() const {
+        HostBinderLookupCounts counts{};
+        HostBinder_getLookupCounts(&counts);
+        return counts;
+    }
 
 private:
     std::string mDir;

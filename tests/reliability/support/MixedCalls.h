@@ -1,12 +1,11 @@
 // Mixed calls through both of the library's service connections (the jorvHalclient functions, and
 // the event API with the wrapper over it) from several threads. Every result is checked against
-// what the library may return, and a watchdog aborts the process when a call does not come back
-// in time, so that a hang shows up as the name of the stuck call rather than a test timeout.
+// what the library may return, and a call that does not come back in time aborts the process, so
+// that a hang shows up as the name of the stuck call rather than a test timeout.
 #pragma once
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -16,9 +15,6 @@
 
 namespace qarrel {
 
-// Which of the library's connections a call goes through.
-enum class Side { kNamespace, kEvent };
-
 struct MixedCallOptions {
     int threads = 4;
     // Calls per thread; 0 runs until finish().
@@ -26,15 +22,9 @@ struct MixedCallOptions {
     // The service fails or dies: the library's failure results (-1, qarInit's -2, the power
     // query's exception) are then expected besides answers. Otherwise every call must be answered.
     bool failuresAllowed = false;
-    // For one thread against a service that stays up: after each call, check that a failure
-    // dropped its connection and an answer left it connected, and count the calls that found
-    // their connection down (each of them must look the service up once).
-    bool checkConnection = false;
-    // Longest a call may take. It must cover a service restart: the namespace's calls wait for a
-    // declared service to come back.
-    std::chrono::milliseconds callBound{30000};
 };
 
+// Starts its workers at once.
 class MixedCalls {
 public:
     explicit MixedCalls(MixedCallOptions options);
@@ -46,7 +36,6 @@ public:
     // Calls in one round of the table of operations (each acquisition, release and query once).
     static int tableSize();
 
-    void start();
     // Waits until every worker has made its calls; a run without a call count is told to stop
     // after the call in progress.
     void finish();
@@ -58,10 +47,12 @@ public:
     uint64_t unexpected() const { return mCounts[2]; }
     // Callbacks the workers' callback objects received.
     uint64_t callbacks() const { return mCallbacks->load(); }
-    // With checkConnection: the calls through `side` that found its connection down.
-    uint64_t reconnects(Side side) const;
-    // Counts, the slowest call and the first unexpected results.
+    // Counts and the first unexpected results.
     std::string report() const;
+
+    // Longest a call may take. It covers a service restart: the namespace's calls wait for a
+    // declared service to come back.
+    static constexpr std::chrono::seconds kCallBound{60};
 
     struct Worker;
     struct Op;
@@ -73,24 +64,18 @@ private:
     };
 
     void work(int index);
-    // False when the call was skipped (nothing to release).
+    // False when the call was skipped (nothing to give back).
     bool runOne(Worker& worker, const Op& op);
-    void noteUnexpected(const Worker& worker, const Op& op, const std::string& what);
-    void watch();
+    void abortIfStuck() const;
 
     const MixedCallOptions mOptions;
     std::shared_ptr<std::atomic<uint64_t>> mCallbacks;
     std::unique_ptr<Slot[]> mSlots;
     std::atomic<uint64_t> mCounts[3] = {};  // answered, failed, unexpected
     std::atomic<bool> mStop{false};
-    std::atomic<int64_t> mSlowestNs{0};
-    std::atomic<uint64_t> mReconnects[2] = {};
+    std::atomic<int> mRunning{0};
     std::vector<std::thread> mWorkers;
-
     mutable std::mutex mLock;
-    std::condition_variable mWatchWake;
-    bool mWatchStop = false;  // guarded by mLock
-    std::thread mWatchdog;
     std::vector<std::string> mFirstUnexpected;  // guarded by mLock
 };
 

@@ -1,6 +1,7 @@
 #include "Services.h"
 
 #include <hostbinder/control.h>
+#include <signal.h>
 
 #include "client/support/ServiceEnv.h"
 
@@ -10,14 +11,26 @@ void answerLikeAService(qartest::FakeJorv& fake) {
     qartest::JorvRequestData record;
     record.id = 1;
     record.value = "1";
-    record.extra = "history";
     fake.setDefault("stateRequest", qartest::Answer::okData({record}));
 }
 
-std::string currentServiceDir() {
+::testing::AssertionResult SimTest::startSim(const std::vector<std::string>& args) {
     std::string dir(HostBinder_getServiceDir(nullptr, 0) + 1, '\0');
     dir.resize(HostBinder_getServiceDir(dir.data(), dir.size()));
-    return dir;
+    mSim = std::make_unique<jorvsimtest::SimProcess>(dir, args);
+    return mSim->start();
+}
+
+::testing::AssertionResult SimTest::killSim() {
+    mSim->signal(SIGKILL);
+    if (!mSim->waitExit().has_value()) return ::testing::AssertionFailure() << "not reaped";
+    return ::testing::AssertionSuccess();
+}
+
+void SimTest::TearDown() {
+    // Unlinked first, so that the last service's death reaches nothing.
+    qartest::resetConnections();
+    mSim.reset();
 }
 
 bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls) {
@@ -43,23 +56,6 @@ bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done)
                         std::chrono::milliseconds(20));
     }
     return true;
-}
-
-InProcessSim::InProcessSim(const jorvsim::Options& options)
-    : mDiscard(std::fopen("/dev/null", "w")),
-      mSimulator(std::make_unique<jorvsim::Simulator>(options, mDiscard, mDiscard, [] {})) {}
-
-InProcessSim::~InProcessSim() {
-    qartest::resetConnections();
-    mSimulator.reset();
-    if (mDiscard != nullptr) std::fclose(mDiscard);
-}
-
-::testing::AssertionResult InProcessSim::start() {
-    if (mDiscard == nullptr) return ::testing::AssertionFailure() << "cannot open /dev/null";
-    std::string error;
-    if (!mSimulator->start(&error)) return ::testing::AssertionFailure() << error;
-    return ::testing::AssertionSuccess();
 }
 
 }  // namespace qarrel

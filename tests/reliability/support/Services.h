@@ -1,25 +1,31 @@
-// The services the reliability tests run the library against, besides the client tests' fake:
-// jorv-sim in this process, and helpers for jorv-sim as a child process.
+// The services the reliability tests run the library against: the client tests' fake answering
+// like a service, and jorv-sim as a child process.
 #pragma once
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "Options.h"
-#include "Simulator.h"
+#include "client/support/ServiceEnv.h"
 #include "jorvsim/support/SimProcess.h"
 #include "support/FakeJorv.h"
 
 namespace qarrel {
 
 // Gives the fake's state queries an answer that every query of the mixed calls takes as one:
-// a single record with a number as its value and a history text.
+// a single record with a number as its value.
 void answerLikeAService(qartest::FakeJorv& fake);
 
-// The directory this process publishes and looks up services in.
-std::string currentServiceDir();
+// A test against jorv-sim run as a child process in the test's own service directory.
+class SimTest : public ::testing::Test {
+protected:
+    ::testing::AssertionResult startSim(const std::vector<std::string>& args = {});
+    ::testing::AssertionResult killSim();
+    void TearDown() override;
+
+    qartest::ServiceEnv mEnv;
+    std::unique_ptr<jorvsimtest::SimProcess> mSim;
+};
 
 // Reads the child's transcript until it has served `calls` more calls and made a callback, so
 // that whatever happens next finds it busy. False when that does not happen in time.
@@ -28,21 +34,5 @@ bool waitForTraffic(jorvsimtest::SimProcess& sim, int calls);
 // Reads the child's transcript, so that it never blocks writing it, until `done` holds. False if
 // that does not happen in time.
 bool drainUntil(jorvsimtest::SimProcess& sim, const std::function<bool()>& done);
-
-// The reference service published by this process, its transcript discarded. The library's
-// connections are forgotten before it stops, so that its death reaches no later test.
-class InProcessSim {
-public:
-    explicit InProcessSim(const jorvsim::Options& options = {});
-    ~InProcessSim();
-    InProcessSim(const InProcessSim&) = delete;
-    InProcessSim& operator=(const InProcessSim&) = delete;
-
-    ::testing::AssertionResult start();
-
-private:
-    FILE* mDiscard;
-    std::unique_ptr<jorvsim::Simulator> mSimulator;
-};
 
 }  // namespace qarrel
