@@ -56,16 +56,6 @@ TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadBeforeTheCallReturns) {
     EXPECT_EQ(got[0].callingPid, service_pid_);
 }
 
-TEST_P(CallbackTest, CallbackInsideAParcelableField) {
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
-    JorvRequestParcel p;
-    p.param0 = 31;
-    p.callback = cb;
-    ASSERT_TRUE(jorv_->requestOneWay(p).isOk());
-    ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));
-    EXPECT_EQ(ids(cb->deliveries()[0].data), std::vector<int32_t>{31});
-}
-
 TEST_P(CallbackTest, CallbackCanCallTheServiceAgain) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     std::weak_ptr<jorv::IJorv> weakJorv = jorv_;
@@ -118,40 +108,36 @@ TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
     EXPECT_TRUE(slow.waitDone());
 }
 
-TEST_P(CallbackTest, ObjectLivesWhileThePeerHoldsItAndDiesWhenItLetsGo) {
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+// One callback is let go by the service, the other goes when the service itself does.
+TEST_P(CallbackTest, ObjectLivesExactlyAsLongAsThePeerHoldsIt) {
     auto goodbyes = std::make_shared<std::atomic<int>>(0);
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
-    cb->setHook([goodbyes](const std::vector<JorvRequestData>& data) {
+    auto dropped = ndk::SharedRefBase::make<RecordingCallback>();
+    dropped->setHook([goodbyes](const std::vector<JorvRequestData>& data) {
         if (!data.empty() && data[0].id == EchoJorv::kGoodbyeId) goodbyes->fetch_add(1);
         return ndk::ScopedAStatus::ok();
     });
+    auto kept = ndk::SharedRefBase::make<RecordingCallback>();
     JorvRequestParcel p;
     p.dataList = {record(1)};
     int32_t handle = 0;
-    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
-    ASSERT_EQ(cb->count(), 1u);
-
-    cb.reset();
-    EXPECT_FALSE(destroyed->load()) << "destroyed while the service still holds it";
+    int32_t keptHandle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, dropped, &handle).isOk());
+    ASSERT_TRUE(jorv_->listeningRegister(p, kept, &keptHandle).isOk());
+    ASSERT_EQ(dropped->count(), 1u);
+    std::weak_ptr<RecordingCallback> droppedRef = dropped;
+    std::weak_ptr<RecordingCallback> keptRef = kept;
+    dropped.reset();
+    kept.reset();
+    EXPECT_FALSE(droppedRef.expired()) << "destroyed while the service still holds it";
 
     int32_t ret = -2;
     ndk::ScopedAStatus st = jorv_->listeningUnregister(handle, &ret);
     ASSERT_TRUE(st.isOk()) << "the held callback could not be called: " << st.getDescription();
     EXPECT_EQ(ret, 0);
     EXPECT_EQ(goodbyes->load(), 1);
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return droppedRef.expired(); }))
             << "still alive after the service dropped its last reference";
-}
-
-TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
-    JorvRequestParcel p;
-    int32_t handle = 0;
-    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
-    cb.reset();
-    EXPECT_FALSE(destroyed->load());
+    EXPECT_FALSE(keptRef.expired());
 
     if (child_) {
         child_->kill();
@@ -159,9 +145,9 @@ TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
         // The published object is then owned only by the runtime, which releases it (and the
         // callback it stored) when the service is killed.
         local_service_.reset();
-        ASSERT_EQ(local_.kill(instance_), STATUS_OK);
+        ASSERT_EQ(unpublish(instance_), STATUS_OK);
     }
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return keptRef.expired(); }))
             << "still alive after its only holder went away";
 }
 
@@ -169,16 +155,10 @@ TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
 // proxy), and a proxy handed to a different service than the one it belongs to comes back as the
 // sender's very same proxy, still working.
 TEST_P(CallbackTest, BindersComeBackAsThemselves) {
+    // The helper process publishes a mirror beside its service.
     const std::string mirrorName = mirror::instanceFor(instance_);
-    std::unique_ptr<ChildService> mirrorChild;
-    if (child_) {
-        // A second helper with the mirror; this fixture's child has none.
-        child_.reset();
-        mirrorChild = std::make_unique<ChildService>(instance_, dir(),
-                                                     ChildService::Options{/*mirror=*/true});
-        ASSERT_TRUE(mirrorChild->start());
-    } else {
-        ASSERT_TRUE(local_.publish(mirror::newMirror(), mirrorName));
+    if (local_service_) {
+        ASSERT_TRUE(publish(mirror::newMirror(), mirrorName));
     }
     ndk::SpAIBinder remoteMirror(AServiceManager_checkService(mirrorName.c_str()));
     ASSERT_NE(remoteMirror.get(), nullptr);
@@ -196,11 +176,9 @@ TEST_P(CallbackTest, BindersComeBackAsThemselves) {
     EXPECT_FALSE(none.peerGotProxy);
     EXPECT_EQ(none.back.get(), nullptr);
 
-    ndk::SpAIBinder jorvBinder(AServiceManager_checkService(instance_.c_str()));
-    ASSERT_NE(jorvBinder.get(), nullptr);
-    mirror::Reflection proxy = mirror::reflect(remoteMirror.get(), jorvBinder.get());
+    mirror::Reflection proxy = mirror::reflect(remoteMirror.get(), binder_.get());
     ASSERT_EQ(proxy.status, STATUS_OK);
-    EXPECT_EQ(proxy.back.get(), jorvBinder.get());
+    EXPECT_EQ(proxy.back.get(), binder_.get());
     auto jorv = jorv::IJorv::fromBinder(proxy.back);
     ASSERT_NE(jorv, nullptr);
     int32_t ret = 0;

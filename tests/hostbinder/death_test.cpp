@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(Signal, ProcessDeathTest, ::testing::Values(SIGKILL, SI
                          });
 
 TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
-    DeathProbe a1, a2, b, removed;
+    DeathProbe a1, a2, b, removed, deleted;
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
     ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
@@ -134,6 +134,10 @@ TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
     ASSERT_EQ(AIBinder_unlinkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
     const int unlinkedBefore = removed.unlinked.load();
+    {
+        auto recipient = newRecipient();
+        ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &deleted), STATUS_OK);
+    }
 
     child.kill();  // nothing is called on the proxy: the runtime has to notice by itself
 
@@ -145,32 +149,8 @@ TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
     EXPECT_EQ(b.history(), kDiedThenUnlinked);
     EXPECT_EQ(removed.died.load(), 0) << "an unlinked recipient fired";
     EXPECT_EQ(removed.unlinked.load(), unlinkedBefore);
+    EXPECT_EQ(deleted.died.load(), 0) << "a deleted recipient fired";
     EXPECT_FALSE(AIBinder_isAlive(binder.get()));
-}
-
-TEST_F(LinkToDeathTest, DeletedRecipientNeverFires) {
-    DeathProbe probe;
-    ChildService child(jorvInstance(), dir());
-    ASSERT_TRUE(child.start());
-    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
-    ASSERT_NE(binder.get(), nullptr);
-    {
-        auto recipient = newRecipient();
-        ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
-    }
-    child.kill();
-    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); }));
-    EXPECT_EQ(probe.died.load(), 0);
-}
-
-TEST_F(LinkToDeathTest, LinkToDeathOnALocalObjectIsInvalid) {
-    DeathProbe probe;
-    auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ndk::SpAIBinder local = echo->asBinder();
-    auto recipient = newRecipient();
-    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient.get(), &probe), STATUS_INVALID_OPERATION);
-    EXPECT_TRUE(AIBinder_isAlive(local.get()));
-    EXPECT_FALSE(AIBinder_isRemote(local.get()));
 }
 
 TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
@@ -199,21 +179,26 @@ TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
     EXPECT_EQ(status->load(), STATUS_DEAD_OBJECT);
 }
 
-TEST_F(ServiceManagerTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
+// A dead process's socket file stays behind: it must neither answer look-ups nor stop the name
+// from being published again.
+TEST_F(ServiceManagerTest, StaleSocketIsNotAServiceAndIsReplaced) {
     const std::string instance = jorvInstance();
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
     {
         ChildService child(instance, dir());
         ASSERT_TRUE(child.start());
-    }  // killed: its socket file stays behind
+    }
     EXPECT_FALSE(socketsIn(dir()).empty()) << "expected the dead child's socket to remain";
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
-}
+    AIBinder* absent = AServiceManager_getService(jorvInstance("absent").c_str());
+    EXPECT_EQ(absent, nullptr);
+    if (absent != nullptr) AIBinder_decStrong(absent);
 
-TEST_F(ServiceManagerTest, GetServiceGivesUpOnAMissingService) {
-    AIBinder* b = AServiceManager_getService(jorvInstance("absent").c_str());
-    EXPECT_EQ(b, nullptr);
-    if (b != nullptr) AIBinder_decStrong(b);
+    auto echo = ndk::SharedRefBase::make<EchoJorv>();
+    ASSERT_TRUE(publish(echo->asBinder(), instance));
+    auto jorv = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
+    ASSERT_NE(jorv, nullptr);
+    EXPECT_EQ(servicePid(*jorv), getpid());
 }
 
 TEST_F(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
@@ -243,26 +228,20 @@ TEST_F(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
     EXPECT_NE(child.pid(), firstPid);
 }
 
-TEST_F(ServiceManagerTest, AddServiceReplacesTheSocketOfADeadProcess) {
-    const std::string instance = jorvInstance();
-    {
-        ChildService child(instance, dir());
-        ASSERT_TRUE(child.start());
-    }
-    auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
-    auto jorv = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
-    ASSERT_NE(jorv, nullptr);
-    EXPECT_EQ(servicePid(*jorv), getpid());
-}
-
 TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     DeathProbe probe;
     const std::string instance = jorvInstance();
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    std::weak_ptr<EchoJorv> served;
     {
-        auto echo = ndk::SharedRefBase::make<EchoJorv>(destroyed);
-        ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
+        auto echo = ndk::SharedRefBase::make<EchoJorv>();
+        served = echo;
+        // Only proxies can die.
+        auto local = newRecipient();
+        EXPECT_EQ(AIBinder_linkToDeath(echo->asBinder().get(), local.get(), &probe),
+                  STATUS_INVALID_OPERATION);
+        EXPECT_FALSE(AIBinder_isRemote(echo->asBinder().get()));
+        EXPECT_TRUE(AIBinder_isAlive(echo->asBinder().get()));
+        ASSERT_TRUE(publish(echo->asBinder(), instance));
     }  // from here on the runtime owns the service object
     ndk::SpAIBinder binder(AServiceManager_checkService(instance.c_str()));
     ASSERT_NE(binder.get(), nullptr);
@@ -272,22 +251,24 @@ TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
     int32_t ret = 0;
     ASSERT_TRUE(jorv->release(1, &ret).isOk());
-    EXPECT_FALSE(destroyed->load());
+    EXPECT_FALSE(served.expired());
 
-    ASSERT_EQ(local_.kill(instance), STATUS_OK);
+    ASSERT_EQ(unpublish(instance), STATUS_OK);
 
     ASSERT_TRUE(waitFor([&] { return probe.unlinked.load() == 1; }));
     EXPECT_EQ(probe.history(), kDiedThenUnlinked);
     EXPECT_FALSE(AIBinder_isAlive(binder.get()));
     EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return served.expired(); }))
             << "the runtime kept the killed service's object";
     EXPECT_EQ(HostBinder_killService(instance.c_str()), STATUS_NAME_NOT_FOUND);
+    EXPECT_EQ(HostBinder_killService(jorvInstance("never-published").c_str()),
+              STATUS_NAME_NOT_FOUND);
 
     // The name can be published again, and the new object serves.
     auto again = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(again->asBinder(), instance));
+    ASSERT_TRUE(publish(again->asBinder(), instance));
     auto jorv2 = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
     ASSERT_NE(jorv2, nullptr);
     ASSERT_TRUE(jorv2->release(2, &ret).isOk());
@@ -295,14 +276,9 @@ TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     EXPECT_EQ(again->calls(), 1);
 }
 
-TEST_F(ServiceManagerTest, KillServiceOfAnUnknownInstance) {
-    EXPECT_EQ(HostBinder_killService(jorvInstance("never-published").c_str()),
-              STATUS_NAME_NOT_FOUND);
-}
-
 // --- isDeclared -----------------------------------------------------------------------------
 
-TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
+TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifestAndTheControlApi) {
     const std::string listed = jorvInstance("default");
     {
         // A blank line and no final newline are tolerated.
@@ -326,20 +302,16 @@ TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
     for (const Case& c : cases) {
         EXPECT_EQ(AServiceManager_isDeclared(c.instance.c_str()), c.declared) << c.instance;
     }
-}
 
-TEST_F(ServiceManagerTest, IsDeclaredByTheControlApiAndNotByPublishing) {
+    // The control API declares and undeclares; publishing declares nothing.
     const std::string name = jorvInstance("declared-at-runtime");
-    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
     HostBinder_declareInstance(name.c_str());
     EXPECT_TRUE(AServiceManager_isDeclared(name.c_str()));
     HostBinder_undeclareInstance(name.c_str());
     EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
-
-    const std::string running = jorvInstance("running-undeclared");
     auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(echo->asBinder(), running));
-    EXPECT_FALSE(AServiceManager_isDeclared(running.c_str()));
+    ASSERT_TRUE(publish(echo->asBinder(), name));
+    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
 }
 
 }  // namespace

@@ -54,7 +54,6 @@ protected:
         RawPeerTest::SetUp();
         raw_ = std::make_unique<RawConnection>(socket_);
         ASSERT_TRUE(raw_->ok());
-        proxy_ = jorv_->asBinder();
     }
 
     // Runs `body` in a forked child that writes on this process's connection; its exit status.
@@ -67,15 +66,14 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    ndk::SpAIBinder proxy_;
     std::unique_ptr<RawConnection> raw_;
 };
 
 TEST_F(IdentityTest, EachTransactionIsItsSendersOwn) {
     // Built before forking: the child only writes and reads the socket.
-    const Bytes pidFromParent = askWhoCalls(proxy_, EchoJorv::kCallingPid, 1);
-    const Bytes pidFromChild = askWhoCalls(proxy_, EchoJorv::kCallingPid, 2);
-    const Bytes uidFromChild = askWhoCalls(proxy_, EchoJorv::kCallingUid, 3);
+    const Bytes pidFromParent = askWhoCalls(binder_, EchoJorv::kCallingPid, 1);
+    const Bytes pidFromChild = askWhoCalls(binder_, EchoJorv::kCallingPid, 2);
+    const Bytes uidFromChild = askWhoCalls(binder_, EchoJorv::kCallingUid, 3);
     const bool root = getuid() == 0;
     const int child = inChild([&] {
         if (!raw_->send(pidFromChild) || answer(*raw_, 2) != getpid()) return 1;
@@ -92,7 +90,7 @@ TEST_F(IdentityTest, EachTransactionIsItsSendersOwn) {
 }
 
 TEST_F(IdentityTest, AGrandchildIsItselfAfterItsParentExited) {
-    const Bytes ask = askWhoCalls(proxy_, EchoJorv::kCallingPid, 7);
+    const Bytes ask = askWhoCalls(binder_, EchoJorv::kCallingPid, 7);
     android::base::unique_fd go[2];
     android::base::unique_fd verdict[2];
     ASSERT_TRUE(android::base::Pipe(&go[0], &go[1]));

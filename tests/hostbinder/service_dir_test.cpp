@@ -40,7 +40,7 @@ void makeDir(const std::string& path, mode_t mode) {
 class ServiceDirTest : public HostBinderTest {
 protected:
     void TearDown() override {
-        local_.killAll();
+        unpublishAll();
         HostBinder_setServiceDirShared(false);
         HostBinder_setServiceDir(dir().c_str());
     }
@@ -50,7 +50,7 @@ protected:
     // Publishes a service and lists it in the manifest of `path`, which must be accepted now.
     void serveIn(const std::string& path) {
         HostBinder_setServiceDir(path.c_str());
-        ASSERT_TRUE(local_.publish(mService->asBinder(), mInstance));
+        ASSERT_TRUE(publish(mService->asBinder(), mInstance));
         ASSERT_EQ(HostBinder_listInManifest(mInstance.c_str()), 0);
     }
 
@@ -113,7 +113,7 @@ TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
             }
         }
         expectRefused(path, c.finding);
-        local_.killAll();
+        unpublishAll();
     }
 }
 
@@ -143,7 +143,7 @@ TEST_F(ServiceDirTest, SharedDirectoryAcceptsItsGroupButNotEveryone) {
     ASSERT_EQ(sockets.size(), 1u);
     EXPECT_EQ(modeOf(sockets[0]), 0660u) << "the group must be able to connect";
     EXPECT_EQ(modeOf(group + "/manifest"), 0660u);
-    local_.killAll();
+    unpublishAll();
 
     const std::string open = entry("open");
     ASSERT_NO_FATAL_FAILURE(makeDir(open, 0777));
@@ -176,7 +176,7 @@ TEST_F(ServiceDirTest, CreatesDirectoryAndFilesWithExactModes) {
         ASSERT_EQ(sockets.size(), 1u);
         EXPECT_EQ(modeOf(sockets[0]), c.fileMode);
         EXPECT_EQ(modeOf(created + "/manifest"), c.fileMode);
-        local_.killAll();
+        unpublishAll();
     }
 }
 
@@ -185,15 +185,14 @@ TEST_F(ServiceDirTest, DefaultDirectoryIsCreatedPrivate) {
     if (modeOf(fallback) != kNotThere) GTEST_SKIP() << fallback << " exists; not touching it";
     unsetenv("HOSTBINDER_DIR");
     HostBinder_setServiceDir(nullptr);
-    const ::testing::AssertionResult published = local_.publish(mService->asBinder(), mInstance);
+    const ::testing::AssertionResult published = publish(mService->asBinder(), mInstance);
     const mode_t mode = modeOf(fallback);
-    local_.killAll();
+    unpublishAll();
     rmdir(fallback.c_str());
     EXPECT_TRUE(published);
     EXPECT_EQ(mode, 0700u);
 }
 
-#ifdef HOSTBINDER_TEST_SERVICE_PATH
 // Runs the helper service without a directory argument, so its runtime takes $HOSTBINDER_DIR;
 // `vars` replace this process's HOSTBINDER_DIR*. True once it has published into `dir`; false
 // when it exited first, with its exit code in `*exitCode`.
@@ -246,7 +245,5 @@ TEST_F(ServiceDirTest, EnvironmentChoiceIsCheckedToo) {
         }
     }
 }
-#endif
-
 }  // namespace
 }  // namespace hbtest

@@ -37,16 +37,11 @@ bool inNoPoolChild() {
     return value != nullptr && std::strcmp(value, "1") == 0;
 }
 
-// Runs NoPool.<name> in a child copy of this binary without a binder pool; its exit status.
-int runWithoutPool(const std::string& name) {
-    return waitExit(spawnWith({"/proc/self/exe", "--gtest_filter=NoPool." + name},
-                              "HOSTBINDER_TEST_NO_POOL=", {"HOSTBINDER_TEST_NO_POOL=1"}));
-}
-
 class NoPool : public ChildJorvTest {
 protected:
     void SetUp() override {
-        if (!inNoPoolChild()) GTEST_SKIP() << "runs in a child without a pool (WithoutAPool.*)";
+        if (!inNoPoolChild())
+            GTEST_SKIP() << "runs in a child without a pool (NoPool/WithoutAPool.*)";
         ASSERT_FALSE(ABinderProcess_isThreadPoolStarted());
         ChildJorvTest::SetUp();
     }
@@ -82,7 +77,7 @@ TEST_F(NoPool, DeathNoticesWaitForAPool) {
     AIBinder_DeathRecipient* recipient =
             AIBinder_DeathRecipient_new([](void*) { died.fetch_add(1); });
     ASSERT_EQ(AIBinder_linkToDeath(binder_.get(), recipient, nullptr), STATUS_OK);
-    service_->kill();
+    child_->kill();
     // Calls learn of the death at once; the notice itself is work for a binder thread.
     ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder_.get()); }));
     int32_t ret = 0;
@@ -94,19 +89,26 @@ TEST_F(NoPool, DeathNoticesWaitForAPool) {
     AIBinder_DeathRecipient_delete(recipient);
 }
 
-TEST(WithoutAPool, CallbacksWaitForAPoolButNotInsideTheCall) {
-    EXPECT_EQ(runWithoutPool("CallbacksWaitForAPoolButNotInsideTheCall"), 0);
+// Runs NoPool.<name> in a child copy of this binary without a binder pool.
+class WithoutAPool : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(WithoutAPool, Passes) {
+    const std::string filter = std::string("--gtest_filter=NoPool.") + GetParam();
+    EXPECT_EQ(waitExit(spawnWith({"/proc/self/exe", filter},
+                                 "HOSTBINDER_TEST_NO_POOL=", {"HOSTBINDER_TEST_NO_POOL=1"})),
+              0);
 }
 
-TEST(WithoutAPool, DeathNoticesWaitForAPool) {
-    EXPECT_EQ(runWithoutPool("DeathNoticesWaitForAPool"), 0);
-}
+INSTANTIATE_TEST_SUITE_P(NoPool, WithoutAPool,
+                         ::testing::Values("CallbacksWaitForAPoolButNotInsideTheCall",
+                                           "DeathNoticesWaitForAPool"),
+                         [](const auto& info) { return std::string(info.param); });
 
 // Three levels: caller -> service -> callback -> service again, which is served on the service's
 // thread waiting for the callback (both sides are this process and share one pool).
 TEST_F(HostBinderTest, CallChainsComeBackToTheirWaitingThreads) {
     auto service = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(service->asBinder(), jorvInstance()));
+    ASSERT_TRUE(publish(service->asBinder(), jorvInstance()));
     auto jorv = IJorv::fromBinder(
             ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str())));
     ASSERT_NE(jorv, nullptr);

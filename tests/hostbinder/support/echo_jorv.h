@@ -41,7 +41,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace hbtest {
@@ -109,13 +108,6 @@ public:
     static constexpr int32_t kServiceSpecificCode = 42;
     static constexpr int32_t kGoodbyeId = -1;
     static constexpr const char* kErrorMessage = "scripted failure";
-
-    // `destroyed` (optional) is set when the object is destroyed.
-    explicit EchoJorv(std::shared_ptr<std::atomic<bool>> destroyed = nullptr)
-        : destroyed_(std::move(destroyed)) {}
-    ~EchoJorv() override {
-        if (destroyed_) destroyed_->store(true);
-    }
 
     ndk::ScopedAStatus init() override {
         noteCall();
@@ -267,28 +259,14 @@ public:
         return st;
     }
 
-    // Observations for in-process tests.
+    // Calls served so far, for in-process tests.
     int calls() const { return calls_.load(); }
-    std::thread::id lastServingThread() const {
-        std::lock_guard<std::mutex> lock(mu_);
-        return lastThread_;
-    }
-    size_t listenerCount() const {
-        std::lock_guard<std::mutex> lock(mu_);
-        return listeners_.size();
-    }
 
 private:
-    void noteCall() {
-        calls_.fetch_add(1);
-        std::lock_guard<std::mutex> lock(mu_);
-        lastThread_ = std::this_thread::get_id();
-    }
+    void noteCall() { calls_.fetch_add(1); }
 
-    std::shared_ptr<std::atomic<bool>> destroyed_;
     std::atomic<int> calls_{0};
-    mutable std::mutex mu_;
-    std::thread::id lastThread_;
+    std::mutex mu_;
     std::map<int32_t, std::shared_ptr<jorv::IJorvCallback>> listeners_;
     int32_t nextHandle_ = 1;
     std::vector<int32_t> oneWayLog_;

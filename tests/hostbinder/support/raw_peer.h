@@ -3,7 +3,6 @@
 // endless frames; and a fixture with a service process for such peers to attack.
 #pragma once
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <errno.h>
@@ -12,6 +11,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -24,7 +24,8 @@
 #include <vector>
 
 #include "binder_internal.h"
-#include "support/echo_jorv.h"
+#include "service_dir.h"
+#include "support/jorv_endpoint.h"
 #include "support/test_env.h"
 #include "wire.h"
 
@@ -77,7 +78,16 @@ inline Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, co
 // A raw client connection to a service socket.
 class RawConnection {
 public:
-    explicit RawConnection(const std::string& path) : fd_(connectUnix(path)) {}
+    explicit RawConnection(const std::string& path) {
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        if (path.size() >= sizeof(addr.sun_path)) return;
+        std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+        fd_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (fd_.ok() && connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+            fd_.reset();
+        }
+    }
 
     bool ok() const { return fd_.ok(); }
     bool send(const Bytes& b) const { return sendAll(b) == 0; }
@@ -171,17 +181,12 @@ private:
 
 // A helper service process, the path of its socket for raw peers, and a well-behaved runtime
 // client of it that must keep being served whatever the raw peers do.
-class RawPeerTest : public HostBinderTest {
+class RawPeerTest : public ChildJorvTest {
 protected:
     void SetUp() override {
-        child_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(child_->start());
-        const auto sockets = socketsIn(dir());
-        ASSERT_EQ(sockets.size(), 1u) << "expected only the helper's socket in " << dir();
-        socket_ = sockets[0];
-        jorv_ = jorv::IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
-        ASSERT_NE(jorv_, nullptr);
+        ChildJorvTest::SetUp();
+        if (HasFatalFailure()) return;
+        socket_ = hostbinder::socketPath(dir(), instance_.c_str());
         ASSERT_TRUE(callWorks(*jorv_));
         childFds_ = countFds(child_->pid());
     }
@@ -199,7 +204,7 @@ protected:
         ASSERT_TRUE(child_->running()) << "the service process died";
         EXPECT_TRUE(callWorks(*jorv_)) << "an unrelated connection was affected";
         auto fresh = jorv::IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
+                ndk::SpAIBinder(AServiceManager_checkService(instance_.c_str())));
         ASSERT_NE(fresh, nullptr);
         EXPECT_TRUE(callWorks(*fresh));
     }
@@ -210,9 +215,7 @@ protected:
                 << "service fds " << countFds(child_->pid()) << " > " << childFds_;
     }
 
-    std::unique_ptr<ChildService> child_;
     std::string socket_;
-    std::shared_ptr<jorv::IJorv> jorv_;
     int childFds_ = 0;
 };
 
