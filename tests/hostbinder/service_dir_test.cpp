@@ -83,23 +83,33 @@ protected:
 // Each directory first serves the instance and lists it, so a look-up that ignored the refusal
 // (or answered from its cache) would find it.
 TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
-    enum class Kind { kDir, kSymlink, kFile };
+    enum class Kind { kDir, kSymlink, kFile, kOtherUsers };
     struct Case {
         const char* name;
         Kind kind;
         mode_t mode;
-        const char* finding;
+        bool shared;
+        const char* finding;  // null when the directory is accepted
     };
     const Case cases[] = {
-            {"open to everyone", Kind::kDir, 0777, "mode 0777"},
-            {"readable by the group", Kind::kDir, 0750, "mode 0750"},
-            {"searchable by others", Kind::kDir, 0701, "mode 0701"},
-            {"symlink to a private directory", Kind::kSymlink, 0700, "a symlink"},
-            {"regular file", Kind::kFile, 0600, "not a directory"},
+            {"open to everyone", Kind::kDir, 0777, false, "mode 0777"},
+            {"readable by the group", Kind::kDir, 0750, false, "mode 0750"},
+            {"searchable by others", Kind::kDir, 0701, false, "mode 0701"},
+            {"symlink to a private directory", Kind::kSymlink, 0700, false, "a symlink"},
+            {"regular file", Kind::kFile, 0600, false, "not a directory"},
+            {"another user's", Kind::kOtherUsers, 0700, false, "owned by uid 65534"},
+            // Shared, the owner may be anyone the group trusts, but not everyone.
+            {"group's, shared", Kind::kDir, 02770, true, nullptr},
+            {"another user's, shared", Kind::kOtherUsers, 0770, true, nullptr},
+            {"open to everyone, shared", Kind::kDir, 0777, true, "mode 0777"},
+            {"symlink, shared", Kind::kSymlink, 02770, true, "a symlink"},
     };
     for (size_t i = 0; i < std::size(cases); ++i) {
         const Case& c = cases[i];
         SCOPED_TRACE(c.name);
+        // Giving a directory to another user needs root.
+        if (c.kind == Kind::kOtherUsers && geteuid() != 0) continue;
+        HostBinder_setServiceDirShared(c.shared);
         const std::string path = entry("c" + std::to_string(i));
         if (c.kind == Kind::kFile) {
             std::ofstream(path) << mInstance << "\n";
@@ -110,47 +120,20 @@ TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
             ASSERT_EQ(chmod(real.c_str(), c.mode), 0);
             if (c.kind == Kind::kSymlink) {
                 ASSERT_EQ(symlink(real.c_str(), path.c_str()), 0);
+            } else if (c.kind == Kind::kOtherUsers) {
+                ASSERT_EQ(chown(real.c_str(), kNobody, kNobody), 0);
             }
         }
-        expectRefused(path, c.finding);
+        if (c.finding != nullptr) {
+            expectRefused(path, c.finding);
+        } else {
+            HostBinder_setServiceDir(path.c_str());
+            EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(),
+                      nullptr);
+            EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
+        }
         unpublishAll();
     }
-}
-
-TEST_F(ServiceDirTest, RefusesAnotherUsersDirectoryUnlessShared) {
-    if (geteuid() != 0) GTEST_SKIP() << "giving a directory to another user needs root";
-    const std::string theirs = entry("theirs");
-    ASSERT_NO_FATAL_FAILURE(makeDir(theirs, 0700));
-    ASSERT_NO_FATAL_FAILURE(serveIn(theirs));
-    ASSERT_EQ(chown(theirs.c_str(), kNobody, kNobody), 0);
-    expectRefused(theirs, "owned by uid 65534");
-
-    // Shared, the owner may be anyone the group trusts.
-    HostBinder_setServiceDirShared(true);
-    ASSERT_EQ(chmod(theirs.c_str(), 0770), 0);
-    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
-    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
-}
-
-TEST_F(ServiceDirTest, SharedDirectoryAcceptsItsGroupButNotEveryone) {
-    HostBinder_setServiceDirShared(true);
-    const std::string group = entry("group");
-    ASSERT_NO_FATAL_FAILURE(makeDir(group, 02770));
-    ASSERT_NO_FATAL_FAILURE(serveIn(group));
-    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
-    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
-    const auto sockets = socketsIn(group);
-    ASSERT_EQ(sockets.size(), 1u);
-    EXPECT_EQ(modeOf(sockets[0]), 0660u) << "the group must be able to connect";
-    EXPECT_EQ(modeOf(group + "/manifest"), 0660u);
-    unpublishAll();
-
-    const std::string open = entry("open");
-    ASSERT_NO_FATAL_FAILURE(makeDir(open, 0777));
-    expectRefused(open, "mode 0777");
-    const std::string link = entry("link");
-    ASSERT_EQ(symlink(group.c_str(), link.c_str()), 0);
-    expectRefused(link, "a symlink");
 }
 
 // Modes are set, not left to the umask: a lax umask must not open them, a strict one must not

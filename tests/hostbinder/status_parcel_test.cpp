@@ -254,28 +254,15 @@ TEST(ParcelTest, CorruptLengthsFailCleanly) {
     }
 }
 
-jorv::JorvRequestParcel richParcel() {
-    jorv::JorvRequestParcel p;
-    p.requestType = 7;
-    p.dataList = {record(1, -1), record(2, 2)};
-    p.dataList[0].value = "v";
-    p.dataList[1].path = "/sys/class/x";
-    p.dataList[1].extra = "";
-    p.flag = true;
-    p.param3 = -3;
-    p.param5 = 5;
-    p.param1 = std::numeric_limits<int64_t>::min();
-    p.paths = std::vector<std::optional<std::string>>{std::string("a"), std::nullopt};
-    p.param0 = 123;
-    p.text1 = "t";
-    p.text2 = std::nullopt;
-    p.numbers = std::vector<int32_t>{1, 2, 3};
-    return p;
-}
-
 // Every proper prefix of a valid parcelable must be rejected; ASan catches reads beyond the data.
 TEST(ParcelableTest, EveryTruncationIsRejected) {
-    jorv::JorvRequestParcel sent = richParcel();
+    jorv::JorvRequestParcel sent;
+    sent.dataList = {record(1, -1), record(2, 2)};
+    sent.dataList[0].value = "v";
+    sent.dataList[1].path = "/sys/class/x";
+    sent.paths = std::vector<std::optional<std::string>>{std::string("a"), std::nullopt};
+    sent.text1 = "t";
+    sent.numbers = std::vector<int32_t>{1, 2, 3};
     Parcel full = newParcel();
     ASSERT_EQ(sent.writeToParcel(full.get()), STATUS_OK);
     const int32_t size = AParcel_getDataSize(full.get());
