@@ -41,48 +41,48 @@ struct OpenOnExit {
 
 class CallbackTest : public JorvEndpointTest {};
 
-TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadBeforeTheCallReturns) {
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
-    int32_t ret = 0;
-    ndk::ScopedAStatus st = jorv_->thermalListeningRegister({5, 6, 7}, cb, &ret);
-    ASSERT_TRUE(st.isOk()) << st.getDescription();
-    EXPECT_EQ(ret, 3);
-    const auto got = cb->deliveries();
-    ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
-    EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
-    EXPECT_EQ(got[0].data[2].intValue, 2);
-    EXPECT_EQ(got[0].thread, std::this_thread::get_id())
-            << "a call back along the caller's own chain runs on the thread waiting in it";
-    EXPECT_EQ(got[0].callingPid, service_pid_);
-}
-
-TEST_P(CallbackTest, CallbackCanCallTheServiceAgain) {
+// The service calls back while serving the call: the callback runs on the very thread waiting in
+// the call, before the call returns, and may itself call the service again (served, in turn, on
+// the service's thread waiting for the callback).
+TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadAndCanCallAgain) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     std::weak_ptr<jorv::IJorv> weakJorv = jorv_;
-    auto innerResult = std::make_shared<std::atomic<int32_t>>(0);
-    cb->setHook([weakJorv, innerResult](const auto&) {
+    auto inner = std::make_shared<std::atomic<int32_t>>(0);
+    cb->setHook([weakJorv, inner](const auto&) {
         auto jorv = weakJorv.lock();
         int32_t r = 0;
         ndk::ScopedAStatus st =
                 jorv ? jorv->release(77, &r) : ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
-        innerResult->store(r);
+        inner->store(r);
         return st;
     });
-    auto outerResult = std::make_shared<std::atomic<int32_t>>(0);
-    auto jorv = jorv_;
-    Async call([jorv, cb, outerResult] {
-        int32_t r = 0;
-        ndk::ScopedAStatus st = jorv->thermalListeningRegister({1}, cb, &r);
-        EXPECT_TRUE(st.isOk()) << st.getDescription();
-        outerResult->store(r);
+    struct Outcome {
+        std::thread::id caller;
+        bool ok = false;
+        int32_t ret = 0;
+        std::vector<RecordingCallback::Delivery> seen;  // when the call returned
+    };
+    auto outcome = std::make_shared<Outcome>();
+    Async call([jorv = jorv_, cb, outcome] {
+        outcome->caller = std::this_thread::get_id();
+        outcome->ok = jorv->thermalListeningRegister({5, 6, 7}, cb, &outcome->ret).isOk();
+        outcome->seen = cb->deliveries();
     });
     ASSERT_TRUE(call.waitDone()) << "call -> callback -> call deadlocked";
-    EXPECT_EQ(outerResult->load(), 1);
-    EXPECT_EQ(innerResult->load(), 77);
+    EXPECT_TRUE(outcome->ok);
+    EXPECT_EQ(outcome->ret, 3);
+    EXPECT_EQ(inner->load(), 77);
+    const auto& got = outcome->seen;
+    ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
+    EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
+    EXPECT_EQ(got[0].data[2].intValue, 2);
+    EXPECT_EQ(got[0].thread, outcome->caller)
+            << "a call back along the caller's own chain runs on the thread waiting in it";
+    EXPECT_EQ(got[0].callingPid, service_pid_);
     cb->setHook(nullptr);
 }
 
-TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
+TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCallsOrCallbacks) {
     auto gate = std::make_shared<Gate>();
     OpenOnExit opener{gate};
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
@@ -103,6 +103,13 @@ TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
         EXPECT_EQ(r, 8);
     });
     EXPECT_TRUE(other.waitDone()) << "one blocked call stalled every other call";
+    // Nor does it stop other callbacks to this process, on the same connection.
+    auto oneWayCb = ndk::SharedRefBase::make<RecordingCallback>();
+    JorvRequestParcel oneway;
+    oneway.param0 = 5;
+    oneway.callback = oneWayCb;
+    ASSERT_TRUE(jorv_->requestOneWay(oneway).isOk());
+    EXPECT_TRUE(waitFor([&] { return oneWayCb->count() == 1; }));
     EXPECT_FALSE(slow.done());
     gate->open();
     EXPECT_TRUE(slow.waitDone());
