@@ -38,14 +38,10 @@ Bytes askWhoCalls(const ndk::SpAIBinder& proxy, EchoJorv::RequestType type, uint
 
 // The service's answer to askWhoCalls: the int32 after the reply's status header.
 std::optional<int32_t> answer(const RawConnection& raw, uint64_t txnId) {
-    while (auto frame = raw.readFrame()) {
-        if (peek<uint32_t>(*frame, 4) != wire::kReply || peek<uint64_t>(*frame, 8) != txnId)
-            continue;
-        const size_t data = kFrameHeaderSize + sizeof(wire::ReplyHeader);
-        if (frame->size() < data + 8 || peek<int32_t>(*frame, data) != 0) return std::nullopt;
-        return peek<int32_t>(*frame, data + 4);
-    }
-    return std::nullopt;
+    const auto frame = raw.reply(txnId);
+    const size_t data = kFrameHeaderSize + sizeof(wire::ReplyHeader);
+    if (!frame || frame->size() < data + 8 || peek<int32_t>(*frame, data) != 0) return std::nullopt;
+    return peek<int32_t>(*frame, data + 4);
 }
 
 class IdentityTest : public RawPeerTest {

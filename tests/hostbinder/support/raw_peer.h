@@ -110,68 +110,56 @@ public:
         return ioctl(fd_, SIOCOUTQ, &queued) == 0 && queued == 0;
     }
 
-    // True once the service has closed its end (anything it sent first is discarded).
-    bool closedByPeer(std::chrono::milliseconds timeout = kLongTimeout) const {
-        char buf[4096];
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (std::chrono::steady_clock::now() < deadline) {
-            pollfd p{fd_, POLLIN, 0};
-            if (poll(&p, 1, 50) <= 0) continue;
-            const ssize_t r = recv(fd_, buf, sizeof buf, MSG_DONTWAIT);
-            if (r == 0 || (r < 0 && errno != EAGAIN && errno != EINTR)) return true;
-        }
-        return false;
+    // True once the service has closed its end; reads nothing, so that a peer that must not look
+    // like it reads can wait for it too.
+    bool hungUp() const {
+        return waitFor([&] {
+            pollfd p{fd_, POLLRDHUP, 0};
+            return poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLRDHUP)) != 0;
+        });
     }
 
-    // As closedByPeer, but reads nothing: for a peer that must not look like it reads.
-    bool hungUp(std::chrono::milliseconds timeout = kLongTimeout) const {
-        return waitFor(
-                [&] {
-                    pollfd p{fd_, POLLRDHUP, 0};
-                    return poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLRDHUP)) != 0;
-                },
-                timeout);
-    }
-
-    // Reads one whole frame; nullopt on close or timeout.
-    std::optional<Bytes> readFrame(std::chrono::milliseconds timeout = kLongTimeout) const {
+    // Reads frames until the reply to `txnId` arrives (others, e.g. reference counts, are
+    // skipped); nullopt on close or timeout.
+    std::optional<Bytes> reply(uint64_t txnId) const {
+        const auto deadline = std::chrono::steady_clock::now() + kLongTimeout;
+        constexpr size_t kReplyAt = kFrameHeaderSize + sizeof(wire::ReplyHeader);
         Bytes frame(kFrameHeaderSize);
-        if (!readExactly(frame.data(), kFrameHeaderSize, timeout)) return std::nullopt;
-        const uint32_t size = peek<wire::FrameHeader>(frame, 0).size;
-        if (size < kFrameHeaderSize || size > (64u << 20)) return std::nullopt;
-        frame.resize(size);
-        if (!readExactly(frame.data() + kFrameHeaderSize, size - kFrameHeaderSize, timeout)) {
-            return std::nullopt;
-        }
-        return frame;
-    }
-
-    // Reads frames until the reply to `txnId` arrives; its status, or nullopt if none came.
-    std::optional<int32_t> replyStatus(uint64_t txnId) const {
-        while (auto frame = readFrame()) {
-            if (peek<wire::FrameHeader>(*frame, 0).type != wire::kReply) continue;  // e.g. refs
-            if (frame->size() < kFrameHeaderSize + sizeof(wire::ReplyHeader)) return std::nullopt;
-            const auto reply = peek<wire::ReplyHeader>(*frame, kFrameHeaderSize);
-            if (reply.txnId == txnId) return reply.status;
+        while (readExactly(frame.data(), kFrameHeaderSize, deadline)) {
+            const auto header = peek<wire::FrameHeader>(frame, 0);
+            if (header.size < kFrameHeaderSize || header.size > (64u << 20)) return std::nullopt;
+            frame.resize(header.size);
+            if (!readExactly(frame.data() + kFrameHeaderSize, header.size - kFrameHeaderSize,
+                             deadline)) {
+                return std::nullopt;
+            }
+            if (header.type == wire::kReply && frame.size() >= kReplyAt &&
+                peek<wire::ReplyHeader>(frame, kFrameHeaderSize).txnId == txnId) {
+                return frame;
+            }
+            frame.resize(kFrameHeaderSize);
         }
         return std::nullopt;
     }
 
+    std::optional<int32_t> replyStatus(uint64_t txnId) const {
+        const auto frame = reply(txnId);
+        if (!frame) return std::nullopt;
+        return peek<wire::ReplyHeader>(*frame, kFrameHeaderSize).status;
+    }
+
 private:
-    bool readExactly(uint8_t* to, size_t n, std::chrono::milliseconds timeout) const {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
+    bool readExactly(uint8_t* to, size_t n, std::chrono::steady_clock::time_point deadline) const {
         while (n > 0) {
             if (std::chrono::steady_clock::now() >= deadline) return false;
             pollfd p{fd_, POLLIN, 0};
             if (poll(&p, 1, 50) <= 0) continue;
             const ssize_t r = recv(fd_, to, n, MSG_DONTWAIT);
-            if (r == 0) return false;
-            if (r < 0) {
-                if (errno == EAGAIN || errno == EINTR) continue;
-                return false;
+            if (r == 0 || (r < 0 && errno != EAGAIN && errno != EINTR)) return false;
+            if (r > 0) {
+                to += r;
+                n -= static_cast<size_t>(r);
             }
-            to += r;
-            n -= static_cast<size_t>(r);
         }
         return true;
     }
