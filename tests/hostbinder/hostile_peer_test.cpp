@@ -116,11 +116,13 @@ TEST_F(HostilePeerTest, IdleAndStalledConnectionsCostLittle) {
         GTEST_SKIP() << "needs RLIMIT_NOFILE of at least " << kFdsNeeded << ", can have only "
                      << fdLimit();
     }
-    // A transaction announced at the largest frame size, of which only 16 bytes ever come.
+    // Stalled peers send half a frame header, or a transaction announced at the largest frame
+    // size of which only 16 bytes ever come.
     Bytes stall;
     put<uint32_t>(stall, 16u << 20);
     put<uint32_t>(stall, wire::kTransaction);
     put<uint64_t>(stall, 1);
+    const Bytes halfHeader(stall.begin(), stall.begin() + 3);
 
     std::vector<std::unique_ptr<RawConnection>> peers;
     peers.reserve(kIdle + kStalled);
@@ -128,7 +130,7 @@ TEST_F(HostilePeerTest, IdleAndStalledConnectionsCostLittle) {
         peers.push_back(std::make_unique<RawConnection>(socket_));
         ASSERT_TRUE(peers.back()->ok()) << "connect " << i;
         if (i >= kIdle) {
-            ASSERT_TRUE(peers.back()->send(stall));
+            ASSERT_TRUE(peers.back()->send(i % 2 == 0 ? stall : halfHeader));
         }
     }
     const int held = childFds_ + kIdle + kStalled;
@@ -145,6 +147,8 @@ TEST_F(HostilePeerTest, IdleAndStalledConnectionsCostLittle) {
     expectServiceBounded("10050 connections");
     // Bounded by holding them, not by dropping them.
     EXPECT_GE(countFds(child_->pid()), held);
+    peers.clear();
+    expectChildFdsBackToBaseline();
 }
 
 TEST_F(HostilePeerTest, PeerThatNeverReadsIsCutOffWithoutDelayingOthers) {

@@ -136,21 +136,6 @@ TEST_F(RobustnessTest, AbusivePeersHurtOnlyThemselves) {
     }
 }
 
-TEST_F(RobustnessTest, StalledSendersDoNotBlockOthers) {
-    {
-        std::vector<std::unique_ptr<RawConnection>> stalled;
-        for (int i = 0; i < 20; ++i) {
-            stalled.push_back(std::make_unique<RawConnection>(socket_));
-            ASSERT_TRUE(stalled.back()->ok());
-            Bytes partial = transactionFrame(1, wire::kRootObjectId, kPing, Bytes(32, 0));
-            partial.resize(i % 2 == 0 ? 3 : partial.size() - 5);
-            ASSERT_TRUE(stalled.back()->send(partial));
-        }
-        expectStillServing();
-    }
-    expectChildFdsBackToBaseline();
-}
-
 TEST_F(RobustnessTest, ConnectionChurnLeavesNothingBehind) {
     auto churn = [&](int n) {
         for (int i = 0; i < n; ++i) {

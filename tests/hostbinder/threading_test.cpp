@@ -29,7 +29,6 @@
 namespace hbtest {
 namespace {
 
-using jorv::IJorv;
 using jorv::JorvRequestParcel;
 
 bool inNoPoolChild() {
@@ -40,14 +39,13 @@ bool inNoPoolChild() {
 class NoPool : public ChildJorvTest {
 protected:
     void SetUp() override {
-        if (!inNoPoolChild())
-            GTEST_SKIP() << "runs in a child without a pool (NoPool/WithoutAPool.*)";
+        if (!inNoPoolChild()) GTEST_SKIP() << "runs in a child without a pool (WithoutAPool.*)";
         ASSERT_FALSE(ABinderProcess_isThreadPoolStarted());
         ChildJorvTest::SetUp();
     }
 };
 
-TEST_F(NoPool, CallbacksWaitForAPoolButNotInsideTheCall) {
+TEST_F(NoPool, CallbacksAndDeathNoticesWaitForAPoolButNotInsideTheCall) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     // The service calls back while serving this call: served right here, on the waiting thread.
     JorvRequestParcel p;
@@ -66,43 +64,32 @@ TEST_F(NoPool, CallbacksWaitForAPoolButNotInsideTheCall) {
             << "the callback never reached this process";
     EXPECT_EQ(cb->count(), 1u) << "served without a binder thread";
 
+    // Calls learn of a death at once; the notice itself is work for a binder thread.
+    static std::atomic<int> died{0};
+    ChildService doomed(jorvInstance("doomed"), dir());
+    ASSERT_TRUE(doomed.start());
+    ndk::SpAIBinder binder(AServiceManager_checkService(doomed.instance().c_str()));
+    ndk::ScopedAIBinder_DeathRecipient recipient(
+            AIBinder_DeathRecipient_new([](void*) { died.fetch_add(1); }));
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), nullptr), STATUS_OK);
+    doomed.kill();
+    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); }));
+    EXPECT_EQ(AIBinder_ping(binder.get()), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(died.load(), 0);
+
     ABinderProcess_startThreadPool();
     ASSERT_TRUE(waitFor([&] { return cb->count() == 2; }));
     EXPECT_NE(cb->deliveries()[1].thread, std::this_thread::get_id());
     EXPECT_TRUE(waitFor([] { return HostBinder_getReceiveBufferInUse() == 0; }));
-}
-
-TEST_F(NoPool, DeathNoticesWaitForAPool) {
-    static std::atomic<int> died{0};
-    AIBinder_DeathRecipient* recipient =
-            AIBinder_DeathRecipient_new([](void*) { died.fetch_add(1); });
-    ASSERT_EQ(AIBinder_linkToDeath(binder_.get(), recipient, nullptr), STATUS_OK);
-    child_->kill();
-    // Calls learn of the death at once; the notice itself is work for a binder thread.
-    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder_.get()); }));
-    int32_t ret = 0;
-    EXPECT_EQ(jorv_->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
-    EXPECT_EQ(died.load(), 0);
-
-    ABinderProcess_startThreadPool();
     EXPECT_TRUE(waitFor([] { return died.load() == 1; }));
-    AIBinder_DeathRecipient_delete(recipient);
 }
 
-// Runs NoPool.<name> in a child copy of this binary without a binder pool.
-class WithoutAPool : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(WithoutAPool, Passes) {
-    const std::string filter = std::string("--gtest_filter=NoPool.") + GetParam();
-    EXPECT_EQ(waitExit(spawnWith({"/proc/self/exe", filter},
+// Runs the NoPool cases in a child copy of this binary without a binder pool.
+TEST(WithoutAPool, NoPoolCasesPass) {
+    EXPECT_EQ(waitExit(spawnWith({"/proc/self/exe", "--gtest_filter=NoPool.*"},
                                  "HOSTBINDER_TEST_NO_POOL=", {"HOSTBINDER_TEST_NO_POOL=1"})),
               0);
 }
-
-INSTANTIATE_TEST_SUITE_P(NoPool, WithoutAPool,
-                         ::testing::Values("CallbacksWaitForAPoolButNotInsideTheCall",
-                                           "DeathNoticesWaitForAPool"),
-                         [](const auto& info) { return std::string(info.param); });
 
 }  // namespace
 }  // namespace hbtest

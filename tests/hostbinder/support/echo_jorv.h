@@ -31,28 +31,26 @@ inline std::string render(const std::optional<std::string>& s) {
     return s ? "\"" + *s + "\"#" + std::to_string(s->size()) : std::string("null");
 }
 
+inline std::string render(int32_t n) {
+    return std::to_string(n);
+}
+
 inline std::string render(const jorv::JorvRequestData& d) {
     return "{id=" + std::to_string(d.id) + " int=" + std::to_string(d.intValue) +
            " value=" + render(d.value) + " path=" + render(d.path) + " extra=" + render(d.extra) +
            "}";
 }
 
-inline std::string render(const std::vector<jorv::JorvRequestData>& list) {
+template <typename T>
+std::string render(const std::vector<T>& list) {
     std::string out = "[" + std::to_string(list.size()) + ":";
-    for (const auto& d : list) out += render(d);
+    for (const auto& item : list) out += render(item) + ",";
     return out + "]";
-}
-
-inline std::string render(int32_t n) {
-    return std::to_string(n);
 }
 
 template <typename T>
 std::string render(const std::optional<std::vector<T>>& list) {
-    if (!list) return "null";
-    std::string out = "[" + std::to_string(list->size()) + ":";
-    for (const auto& item : *list) out += render(item) + ",";
-    return out + "]";
+    return list ? render(*list) : "null";
 }
 
 inline std::string render(const jorv::JorvRequestParcel& p) {
