@@ -192,32 +192,5 @@ TEST_F(HostilePeerTest, PeerThatNeverReadsIsCutOffWithoutDelayingOthers) {
     expectServiceBounded("after the flood");
 }
 
-TEST_F(HostilePeerTest, PartialFramesHoldOnlyTheBytesThatArrived) {
-    if (!kCheckResident) GTEST_SKIP() << "resident memory means nothing under ASan";
-    constexpr int kPeers = 50;
-    constexpr size_t kAnnounced = 900 * 1024;  // fits in the receive buffer
-    constexpr size_t kArrived = 64 * 1024;
-    // Had the service kept whole announced frames, this would be 45 MB.
-    constexpr long kMaxGrowthKb = 10 * 1024 * kResidentScale;
-
-    Bytes prefix = transactionFrame(
-            1, wire::kRootObjectId, kPing,
-            Bytes(kAnnounced - kFrameHeaderSize - sizeof(wire::TransactionHeader)));
-    prefix.resize(kArrived);
-    const long before = residentKb(child_->pid());
-    ASSERT_GT(before, 0) << "no VmRSS for the service";
-    std::vector<std::unique_ptr<RawConnection>> peers;
-    for (int i = 0; i < kPeers; ++i) {
-        peers.push_back(std::make_unique<RawConnection>(socket_));
-        ASSERT_TRUE(peers.back()->ok());
-        ASSERT_TRUE(peers.back()->send(prefix));
-    }
-    ASSERT_TRUE(waitFor([&] {
-        return std::all_of(peers.begin(), peers.end(), [](const auto& p) { return p->allRead(); });
-    })) << "the service did not read what was sent";
-    EXPECT_LE(residentKb(child_->pid()) - before, kMaxGrowthKb);
-    expectStillServing();
-}
-
 }  // namespace
 }  // namespace hbtest
