@@ -4,6 +4,7 @@
 // an object that comes back to the process that exported it is that process's own object again.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -185,6 +186,20 @@ TEST_P(CallbackTest, BindersComeBackAsThemselves) {
     int32_t ret = 0;
     ASSERT_TRUE(jorv->release(4, &ret).isOk());
     EXPECT_EQ(ret, 4);
+
+    // A dump is made by the object's own process and written to the caller's descriptor; a local
+    // object dumps directly.
+    const char* args[] = {"-a", "b c"};
+    const ndk::SpAIBinder localMirror = mirror::newMirror();
+    for (AIBinder* target : {remoteMirror.get(), localMirror.get()}) {
+        android::base::unique_fd readEnd, writeEnd;
+        ASSERT_TRUE(android::base::Pipe(&readEnd, &writeEnd));
+        ASSERT_EQ(AIBinder_dump(target, writeEnd.get(), args, 2), STATUS_OK);
+        char dumped[64] = {};
+        EXPECT_GT(read(readEnd.get(), dumped, sizeof dumped - 1), 0);
+        const pid_t dumper = target == localMirror.get() ? getpid() : service_pid_;
+        EXPECT_EQ(std::string(dumped), std::to_string(dumper) + " -a b c");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Where, CallbackTest,

@@ -19,12 +19,8 @@
 namespace hbtest {
 namespace {
 
-struct ParcelDeleter {
-    void operator()(AParcel* p) const { AParcel_delete(p); }
-};
-using Parcel = std::unique_ptr<AParcel, ParcelDeleter>;
-Parcel newParcel() {
-    return Parcel(AParcel_create());
+ndk::ScopedAParcel newParcel() {
+    return ndk::ScopedAParcel(AParcel_create());
 }
 
 // --- AStatus --------------------------------------------------------------------------------
@@ -85,7 +81,7 @@ TEST_P(StatusTest, GettersDescriptionAndHeaderRoundTrip) {
     }
     EXPECT_EQ(s.getDescription(), text);
 
-    Parcel p = newParcel();
+    ndk::ScopedAParcel p = newParcel();
     const binder_status_t written = AParcel_writeStatusHeader(p.get(), s.get());
     if (c.exception == EX_TRANSACTION_FAILED) {
         EXPECT_EQ(written, c.status) << "a transport failure is returned, not written";
@@ -107,6 +103,35 @@ TEST_P(StatusTest, GettersDescriptionAndHeaderRoundTrip) {
 INSTANTIATE_TEST_SUITE_P(AStatus, StatusTest, ::testing::ValuesIn(kStatusCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// Logs show descriptions only, so each must name its transport failure or exception.
+TEST(StatusDescriptionTest, NamesTheFailure) {
+    const std::pair<AStatus*, const char*> cases[] = {
+            {AStatus_fromStatus(STATUS_NO_MEMORY), "NO_MEMORY"},
+            {AStatus_fromStatus(STATUS_INVALID_OPERATION), "INVALID_OPERATION"},
+            {AStatus_fromStatus(STATUS_BAD_VALUE), "BAD_VALUE"},
+            {AStatus_fromStatus(STATUS_BAD_TYPE), "BAD_TYPE"},
+            {AStatus_fromStatus(STATUS_NAME_NOT_FOUND), "NAME_NOT_FOUND"},
+            {AStatus_fromStatus(STATUS_PERMISSION_DENIED), "PERMISSION_DENIED"},
+            {AStatus_fromStatus(STATUS_NO_INIT), "NO_INIT"},
+            {AStatus_fromStatus(STATUS_ALREADY_EXISTS), "ALREADY_EXISTS"},
+            {AStatus_fromStatus(STATUS_FAILED_TRANSACTION), "FAILED_TRANSACTION"},
+            {AStatus_fromStatus(STATUS_BAD_INDEX), "BAD_INDEX"},
+            {AStatus_fromStatus(STATUS_NOT_ENOUGH_DATA), "NOT_ENOUGH_DATA"},
+            {AStatus_fromStatus(STATUS_WOULD_BLOCK), "WOULD_BLOCK"},
+            {AStatus_fromStatus(STATUS_TIMED_OUT), "TIMED_OUT"},
+            {AStatus_fromStatus(STATUS_UNKNOWN_TRANSACTION), "UNKNOWN_TRANSACTION"},
+            {AStatus_fromStatus(STATUS_FDS_NOT_ALLOWED), "FDS_NOT_ALLOWED"},
+            {AStatus_fromStatus(STATUS_UNEXPECTED_NULL), "UNEXPECTED_NULL"},
+            {AStatus_fromStatus(-12345), "Unknown status -12345"},
+            {AStatus_fromExceptionCode(EX_HAS_REPLY_HEADER), "EX_HAS_REPLY_HEADER"},
+            {AStatus_fromExceptionCode(-999), "UNKNOWN_EXCEPTION"},
+    };
+    for (const auto& [status, name] : cases) {
+        const ndk::ScopedAStatus s(status);
+        EXPECT_NE(s.getDescription().find(name), std::string::npos) << s.getDescription();
+    }
+}
+
 // --- Values ---------------------------------------------------------------------------------
 
 template <typename T>
@@ -126,7 +151,7 @@ constexpr int32_t kSentinel = 0x600d;
 template <typename T>
 void roundTrip(const T& value, int32_t size = -1) {
     SCOPED_TRACE(::testing::internal::GetTypeName<T>());
-    Parcel p = newParcel();
+    ndk::ScopedAParcel p = newParcel();
     ASSERT_EQ(ndk::AParcel_writeData(p.get(), value), STATUS_OK);
     if (size >= 0) {
         EXPECT_EQ(AParcel_getDataSize(p.get()), size);
@@ -192,7 +217,7 @@ TEST(ParcelTest, ScalarsArraysAndStringsRoundTrip) {
     }
 
     // A string written with a length shorter than its text is cut there.
-    Parcel p = newParcel();
+    ndk::ScopedAParcel p = newParcel();
     ASSERT_EQ(AParcel_writeString(p.get(), "hello world", 5), STATUS_OK);
     ASSERT_EQ(AParcel_setDataPosition(p.get(), 0), STATUS_OK);
     std::optional<std::string> got;
@@ -201,9 +226,9 @@ TEST(ParcelTest, ScalarsArraysAndStringsRoundTrip) {
 }
 
 TEST(ParcelTest, AppendFromCopiesARangeAndRejectsOneOutOfBounds) {
-    Parcel from = newParcel();
+    ndk::ScopedAParcel from = newParcel();
     for (int32_t v : {10, 20, 30}) ASSERT_EQ(AParcel_writeInt32(from.get(), v), STATUS_OK);
-    Parcel to = newParcel();
+    ndk::ScopedAParcel to = newParcel();
     ASSERT_EQ(AParcel_writeInt32(to.get(), 1), STATUS_OK);
     ASSERT_EQ(AParcel_appendFrom(from.get(), to.get(), 4, 8), STATUS_OK);
     EXPECT_EQ(AParcel_getDataSize(to.get()), 12);
@@ -238,7 +263,7 @@ TEST(ParcelTest, CorruptLengthsFailCleanly) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        Parcel p = newParcel();
+        ndk::ScopedAParcel p = newParcel();
         for (int32_t w : c.words) ASSERT_EQ(AParcel_writeInt32(p.get(), w), STATUS_OK);
         ASSERT_EQ(AParcel_setDataPosition(p.get(), 0), STATUS_OK);
         std::optional<std::vector<int32_t>> ints;
@@ -263,13 +288,13 @@ TEST(ParcelableTest, EveryTruncationIsRejected) {
     sent.paths = std::vector<std::optional<std::string>>{std::string("a"), std::nullopt};
     sent.text1 = "t";
     sent.numbers = std::vector<int32_t>{1, 2, 3};
-    Parcel full = newParcel();
+    ndk::ScopedAParcel full = newParcel();
     ASSERT_EQ(sent.writeToParcel(full.get()), STATUS_OK);
     const int32_t size = AParcel_getDataSize(full.get());
     ASSERT_GT(size, 0);
     for (int32_t cut = 0; cut < size; cut += 4) {
         SCOPED_TRACE("first " + std::to_string(cut) + " of " + std::to_string(size) + " bytes");
-        Parcel part = newParcel();
+        ndk::ScopedAParcel part = newParcel();
         ASSERT_EQ(AParcel_appendFrom(full.get(), part.get(), 0, cut), STATUS_OK);
         ASSERT_EQ(AParcel_setDataPosition(part.get(), 0), STATUS_OK);
         jorv::JorvRequestParcel got;
@@ -284,7 +309,7 @@ TEST(ParcelableTest, EveryTruncationIsRejected) {
 TEST(ParcelTest, BindersAndDescriptors) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     ndk::SpAIBinder local = cb->asBinder();
-    Parcel p = newParcel();
+    ndk::ScopedAParcel p = newParcel();
     ASSERT_EQ(AParcel_writeStrongBinder(p.get(), local.get()), STATUS_OK);
     ASSERT_EQ(AParcel_writeStrongBinder(p.get(), nullptr), STATUS_OK);
     ASSERT_EQ(AParcel_writeInt32(p.get(), 12345), STATUS_OK);
