@@ -1,18 +1,22 @@
 // The service directory must be one no other user controls: whoever can write it can put their own
 // socket in place of a service's. A refused directory is neither published into nor read from,
 // whichever way it was chosen, and the refusal is logged once, naming the path.
+#include "service_dir.h"
+
 #include <android/binder_manager.h>
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -209,5 +213,52 @@ TEST_F(ServiceDirTest, EnvironmentChoiceIsCheckedToo) {
         EXPECT_EQ(waitExit(pid), c.publishes ? -1 : 3);
     }
 }
+
+// The instance-name -> socket-file mapping: distinct instances must never share a socket, names
+// must stay inside the service directory, and names too long for a socket address are refused.
+
+TEST(RuntimeInternalServiceDirTest, InstancesGetDistinctFlatFilesOrAreRefused) {
+    const std::string dir = "/tmp/hb";
+    const size_t room = sizeof(sockaddr_un::sun_path) - 1 - dir.size() - 1;
+    struct Case {
+        std::string instance;
+        bool usable;
+    };
+    const Case cases[] = {
+            // Pairs that a naive mapping (dropping, or replacing '/' with a legal character) would
+            // merge.
+            {"a.IFoo/default", true},
+            {"a.IFoo%2Fdefault", true},
+            {"a.IFoo_default", true},
+            {"a.IFoo-default", true},
+            {"a.IFoo/x/y", true},
+            {"a.IFoo/x%2Fy", true},
+            {"a.IFoo%x/y", true},
+            {"a.IFoo default", true},
+            {".hidden", true},
+            {"%2Ehidden", true},
+            {"..", true},
+            {"manifest/", true},
+            {"", false},
+            {std::string(room, 'a'), true},  // the longest that fits
+            {std::string(room + 1, 'a'), false},
+            // Escaping triples the length of every '/', which must be counted.
+            {std::string(room - 2, 'a') + "/", false},
+    };
+    std::set<std::string> paths;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.instance);
+        const std::string path = hostbinder::socketPath(dir, c.instance.c_str());
+        ASSERT_EQ(!path.empty(), c.usable);
+        if (!c.usable) continue;
+        ASSERT_EQ(path.rfind(dir + "/", 0), 0u);
+        const std::string name = path.substr(dir.size() + 1);
+        EXPECT_EQ(name.find('/'), std::string::npos) << "must be one file in the directory";
+        EXPECT_NE(name[0], '.') << "no hidden files, no '.' or '..'";
+        EXPECT_TRUE(paths.insert(path).second) << "collides with another instance";
+    }
+    EXPECT_TRUE(hostbinder::socketPath(dir, nullptr).empty());
+}
+
 }  // namespace
 }  // namespace hbtest

@@ -25,41 +25,12 @@ namespace hbtest {
 
 namespace jorv = ::aidl::vendor::vemra::hardware::jorv;
 
-// Unambiguous renderings (null differs from empty, lengths included) that do not depend on the
-// interface library's toString and show a binder field only as present or absent.
-inline std::string render(const std::optional<std::string>& s) {
-    return s ? "\"" + *s + "\"#" + std::to_string(s->size()) : std::string("null");
-}
-
-inline std::string render(int32_t n) {
-    return std::to_string(n);
-}
-
-inline std::string render(const jorv::JorvRequestData& d) {
-    return "{id=" + std::to_string(d.id) + " int=" + std::to_string(d.intValue) +
-           " value=" + render(d.value) + " path=" + render(d.path) + " extra=" + render(d.extra) +
-           "}";
-}
-
-template <typename T>
-std::string render(const std::vector<T>& list) {
-    std::string out = "[" + std::to_string(list.size()) + ":";
-    for (const auto& item : list) out += render(item) + ",";
-    return out + "]";
-}
-
-template <typename T>
-std::string render(const std::optional<std::vector<T>>& list) {
-    return list ? render(*list) : "null";
-}
-
+// The parcel as text, with its callback only as present or absent (the two ends hold different
+// objects for it).
 inline std::string render(const jorv::JorvRequestParcel& p) {
-    return "{type=" + std::to_string(p.requestType) + " data=" + render(p.dataList) +
-           " flag=" + (p.flag ? "true" : "false") + " p3=" + std::to_string(p.param3) +
-           " p5=" + std::to_string(p.param5) + " p1=" + std::to_string(p.param1) +
-           " paths=" + render(p.paths) + " p0=" + std::to_string(p.param0) +
-           " cb=" + (p.callback ? "set" : "null") + " t1=" + render(p.text1) +
-           " t2=" + render(p.text2) + " numbers=" + render(p.numbers) + "}";
+    jorv::JorvRequestParcel copy = p;
+    copy.callback = nullptr;
+    return copy.toString() + (p.callback ? " with a callback" : "");
 }
 
 inline jorv::JorvRequestData record(int32_t id, int32_t intValue = 0) {
