@@ -219,8 +219,6 @@ INSTANTIATE_TEST_SUITE_P(Where, CallbackTest,
 // HOSTBINDER_TEST_NO_POOL=1 (the test main then leaves the pool unstarted); in the normal run they
 // skip themselves and their parent test starts them.
 
-using jorv::JorvRequestParcel;
-
 bool inNoPoolChild() {
     const char* value = std::getenv("HOSTBINDER_TEST_NO_POOL");
     return value != nullptr && std::strcmp(value, "1") == 0;

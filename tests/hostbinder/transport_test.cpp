@@ -50,6 +50,17 @@ TEST_P(TransportTest, ClientsAlwaysGetAProxy) {
     if (local_service_) {
         EXPECT_NE(binder_.get(), local_service_->asBinder().get());
     }
+    // Every way of looking the service up gives a working proxy, of this interface only.
+    for (auto lookup : {AServiceManager_getService, AServiceManager_waitForService}) {
+        ndk::SpAIBinder binder(lookup(instance_.c_str()));
+        EXPECT_EQ(jorv::IJorvCallback::fromBinder(binder), nullptr);
+        auto jorv = IJorv::fromBinder(binder);
+        ASSERT_NE(jorv, nullptr);
+        int32_t ret = 0;
+        ASSERT_TRUE(jorv->release(9, &ret).isOk());
+        EXPECT_EQ(ret, 9);
+    }
+    EXPECT_EQ(IJorv::fromBinder(ndk::SpAIBinder()), nullptr);
     // Outside a transaction a thread sees its own process, also after making a call.
     EXPECT_EQ(AIBinder_getCallingPid(), getpid());
     EXPECT_EQ(android::IPCThreadState::self()->getCallingPid(), getpid());
@@ -332,26 +343,6 @@ TEST_P(TransportTest, ManyThreadsManyCalls) {
 
 INSTANTIATE_TEST_SUITE_P(Where, TransportTest,
                          ::testing::Values(Where::kInProcess, Where::kChildProcess), whereName);
-
-// Not parameterized: about looking services up, not calling them.
-class LookupTest : public HostBinderTest {};
-
-TEST_F(LookupTest, EachLookUpGivesAWorkingProxyOfTheRightInterface) {
-    const std::string instance = jorvInstance();
-    auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(publish(echo->asBinder(), instance));
-    for (auto lookup : {AServiceManager_checkService, AServiceManager_getService,
-                        AServiceManager_waitForService}) {
-        ndk::SpAIBinder binder(lookup(instance.c_str()));
-        EXPECT_EQ(jorv::IJorvCallback::fromBinder(binder), nullptr);
-        auto jorv = IJorv::fromBinder(binder);
-        ASSERT_NE(jorv, nullptr);
-        int32_t ret = 0;
-        ASSERT_TRUE(jorv->release(9, &ret).isOk());
-        EXPECT_EQ(ret, 9);
-    }
-    EXPECT_EQ(IJorv::fromBinder(ndk::SpAIBinder()), nullptr);
-}
 
 }  // namespace
 }  // namespace hbtest

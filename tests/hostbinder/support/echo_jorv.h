@@ -108,7 +108,6 @@ public:
     ndk::ScopedAStatus listeningRegister(const jorv::JorvRequestParcel& p,
                                          const std::shared_ptr<jorv::IJorvCallback>& cb,
                                          int32_t* ret) override {
-        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
         {
             std::lock_guard<std::mutex> lock(mu_);
             *ret = nextHandle_++;
@@ -147,7 +146,6 @@ public:
     ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>& ids,
                                                 const std::shared_ptr<jorv::IJorvCallback>& cb,
                                                 int32_t* ret) override {
-        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
         std::vector<jorv::JorvRequestData> data;
         for (size_t i = 0; i < ids.size(); ++i) {
             data.push_back(record(ids[i], static_cast<int32_t>(i)));

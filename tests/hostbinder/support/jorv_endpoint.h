@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <memory>
-#include <ostream>
 #include <string>
 
 #include "support/echo_jorv.h"
@@ -20,10 +19,6 @@ enum class Where { kInProcess, kChildProcess };
 
 inline std::string whereName(const ::testing::TestParamInfo<Where>& info) {
     return info.param == Where::kInProcess ? "InProcess" : "ChildProcess";
-}
-
-inline void PrintTo(Where where, std::ostream* os) {
-    *os << (where == Where::kInProcess ? "in-process service" : "child-process service");
 }
 
 class JorvTest : public HostBinderTest {
