@@ -180,9 +180,7 @@ bool ChildService::running() {
 void ChildService::kill(int sig) {
     if (pid_ <= 0) return;
     ::kill(pid_, sig);
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
+    waitExit(pid_);
     pid_ = -1;
 }
 
