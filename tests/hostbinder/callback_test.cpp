@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <memory>
 #include <string>
 #include <thread>

@@ -4,7 +4,6 @@
 // lower this process's buffer so that small parcels reach the limits.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
-#include <android/binder_parcel_utils.h>
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
 

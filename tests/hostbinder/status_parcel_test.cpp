@@ -6,7 +6,6 @@
 #include <android/binder_status.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <optional>

@@ -4,7 +4,6 @@
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
 #include <binder/IPCThreadState.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
