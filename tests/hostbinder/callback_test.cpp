@@ -4,8 +4,11 @@
 // an object that comes back to the process that exported it is that process's own object again.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorvCallback.h>
+#include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
+#include <android/binder_process.h>
 #include <gtest/gtest.h>
+#include <hostbinder/control.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -41,58 +44,48 @@ struct OpenOnExit {
 
 class CallbackTest : public JorvEndpointTest {};
 
-TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadBeforeTheCallReturns) {
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
-    int32_t ret = 0;
-    ndk::ScopedAStatus st = jorv_->thermalListeningRegister({5, 6, 7}, cb, &ret);
-    ASSERT_TRUE(st.isOk()) << st.getDescription();
-    EXPECT_EQ(ret, 3);
-    const auto got = cb->deliveries();
-    ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
-    EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
-    EXPECT_EQ(got[0].data[2].intValue, 2);
-    EXPECT_EQ(got[0].thread, std::this_thread::get_id())
-            << "a call back along the caller's own chain runs on the thread waiting in it";
-    EXPECT_EQ(got[0].callingPid, service_pid_);
-}
-
-TEST_P(CallbackTest, CallbackInsideAParcelableField) {
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
-    JorvRequestParcel p;
-    p.param0 = 31;
-    p.callback = cb;
-    ASSERT_TRUE(jorv_->requestOneWay(p).isOk());
-    ASSERT_TRUE(waitFor([&] { return cb->count() == 1; }));
-    EXPECT_EQ(ids(cb->deliveries()[0].data), std::vector<int32_t>{31});
-}
-
-TEST_P(CallbackTest, CallbackCanCallTheServiceAgain) {
+// The service calls back while serving the call: the callback runs on the very thread waiting in
+// the call, before the call returns, and may itself call the service again (served, in turn, on
+// the service's thread waiting for the callback).
+TEST_P(CallbackTest, NestedCallbackRunsOnTheWaitingThreadAndCanCallAgain) {
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
     std::weak_ptr<jorv::IJorv> weakJorv = jorv_;
-    auto innerResult = std::make_shared<std::atomic<int32_t>>(0);
-    cb->setHook([weakJorv, innerResult](const auto&) {
+    auto inner = std::make_shared<std::atomic<int32_t>>(0);
+    cb->setHook([weakJorv, inner](const auto&) {
         auto jorv = weakJorv.lock();
         int32_t r = 0;
         ndk::ScopedAStatus st =
                 jorv ? jorv->release(77, &r) : ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
-        innerResult->store(r);
+        inner->store(r);
         return st;
     });
-    auto outerResult = std::make_shared<std::atomic<int32_t>>(0);
-    auto jorv = jorv_;
-    Async call([jorv, cb, outerResult] {
-        int32_t r = 0;
-        ndk::ScopedAStatus st = jorv->thermalListeningRegister({1}, cb, &r);
-        EXPECT_TRUE(st.isOk()) << st.getDescription();
-        outerResult->store(r);
+    struct Outcome {
+        std::thread::id caller;
+        bool ok = false;
+        int32_t ret = 0;
+        std::vector<RecordingCallback::Delivery> seen;  // when the call returned
+    };
+    auto outcome = std::make_shared<Outcome>();
+    Async call([jorv = jorv_, cb, outcome] {
+        outcome->caller = std::this_thread::get_id();
+        outcome->ok = jorv->thermalListeningRegister({5, 6, 7}, cb, &outcome->ret).isOk();
+        outcome->seen = cb->deliveries();
     });
     ASSERT_TRUE(call.waitDone()) << "call -> callback -> call deadlocked";
-    EXPECT_EQ(outerResult->load(), 1);
-    EXPECT_EQ(innerResult->load(), 77);
+    EXPECT_TRUE(outcome->ok);
+    EXPECT_EQ(outcome->ret, 3);
+    EXPECT_EQ(inner->load(), 77);
+    const auto& got = outcome->seen;
+    ASSERT_EQ(got.size(), 1u) << "the service's callback completes inside the call";
+    EXPECT_EQ(ids(got[0].data), (std::vector<int32_t>{5, 6, 7}));
+    EXPECT_EQ(got[0].data[2].intValue, 2);
+    EXPECT_EQ(got[0].thread, outcome->caller)
+            << "a call back along the caller's own chain runs on the thread waiting in it";
+    EXPECT_EQ(got[0].callingPid, service_pid_);
     cb->setHook(nullptr);
 }
 
-TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
+TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCallsOrCallbacks) {
     auto gate = std::make_shared<Gate>();
     OpenOnExit opener{gate};
     auto cb = ndk::SharedRefBase::make<RecordingCallback>();
@@ -113,45 +106,42 @@ TEST_P(CallbackTest, BlockedCallbackDoesNotStopOtherCalls) {
         EXPECT_EQ(r, 8);
     });
     EXPECT_TRUE(other.waitDone()) << "one blocked call stalled every other call";
+    // Nor does it stop other callbacks to this process, on the same connection.
+    auto oneWayCb = ndk::SharedRefBase::make<RecordingCallback>();
+    JorvRequestParcel oneway;
+    oneway.param0 = 5;
+    oneway.callback = oneWayCb;
+    ASSERT_TRUE(jorv_->requestOneWay(oneway).isOk());
+    EXPECT_TRUE(waitFor([&] { return oneWayCb->count() == 1; }));
     EXPECT_FALSE(slow.done());
     gate->open();
     EXPECT_TRUE(slow.waitDone());
 }
 
-TEST_P(CallbackTest, ObjectLivesWhileThePeerHoldsItAndDiesWhenItLetsGo) {
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
-    auto goodbyes = std::make_shared<std::atomic<int>>(0);
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
-    cb->setHook([goodbyes](const std::vector<JorvRequestData>& data) {
-        if (!data.empty() && data[0].id == EchoJorv::kGoodbyeId) goodbyes->fetch_add(1);
-        return ndk::ScopedAStatus::ok();
-    });
+// One callback is let go by the service, the other goes when the service itself does.
+TEST_P(CallbackTest, ObjectLivesExactlyAsLongAsThePeerHoldsIt) {
+    auto dropped = ndk::SharedRefBase::make<RecordingCallback>();
+    auto kept = ndk::SharedRefBase::make<RecordingCallback>();
     JorvRequestParcel p;
     p.dataList = {record(1)};
     int32_t handle = 0;
-    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
-    ASSERT_EQ(cb->count(), 1u);
-
-    cb.reset();
-    EXPECT_FALSE(destroyed->load()) << "destroyed while the service still holds it";
+    int32_t keptHandle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, dropped, &handle).isOk());
+    ASSERT_TRUE(jorv_->listeningRegister(p, kept, &keptHandle).isOk());
+    ASSERT_EQ(dropped->count(), 1u);
+    std::weak_ptr<RecordingCallback> droppedRef = dropped;
+    std::weak_ptr<RecordingCallback> keptRef = kept;
+    dropped.reset();
+    kept.reset();
+    EXPECT_FALSE(droppedRef.expired()) << "destroyed while the service still holds it";
 
     int32_t ret = -2;
     ndk::ScopedAStatus st = jorv_->listeningUnregister(handle, &ret);
     ASSERT_TRUE(st.isOk()) << "the held callback could not be called: " << st.getDescription();
     EXPECT_EQ(ret, 0);
-    EXPECT_EQ(goodbyes->load(), 1);
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return droppedRef.expired(); }))
             << "still alive after the service dropped its last reference";
-}
-
-TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
-    auto cb = ndk::SharedRefBase::make<RecordingCallback>(destroyed);
-    JorvRequestParcel p;
-    int32_t handle = 0;
-    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
-    cb.reset();
-    EXPECT_FALSE(destroyed->load());
+    EXPECT_FALSE(keptRef.expired());
 
     if (child_) {
         child_->kill();
@@ -159,9 +149,9 @@ TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
         // The published object is then owned only by the runtime, which releases it (and the
         // callback it stored) when the service is killed.
         local_service_.reset();
-        ASSERT_EQ(local_.kill(instance_), STATUS_OK);
+        ASSERT_EQ(unpublish(instance_), STATUS_OK);
     }
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return keptRef.expired(); }))
             << "still alive after its only holder went away";
 }
 
@@ -169,16 +159,10 @@ TEST_P(CallbackTest, ObjectDiesWhenThePeerGoesAway) {
 // proxy), and a proxy handed to a different service than the one it belongs to comes back as the
 // sender's very same proxy, still working.
 TEST_P(CallbackTest, BindersComeBackAsThemselves) {
+    // The helper process publishes a mirror beside its service.
     const std::string mirrorName = mirror::instanceFor(instance_);
-    std::unique_ptr<ChildService> mirrorChild;
-    if (child_) {
-        // A second helper with the mirror; this fixture's child has none.
-        child_.reset();
-        mirrorChild = std::make_unique<ChildService>(instance_, dir(),
-                                                     ChildService::Options{/*mirror=*/true});
-        ASSERT_TRUE(mirrorChild->start());
-    } else {
-        ASSERT_TRUE(local_.publish(mirror::newMirror(), mirrorName));
+    if (local_service_) {
+        ASSERT_TRUE(publish(mirror::newMirror(), mirrorName));
     }
     ndk::SpAIBinder remoteMirror(AServiceManager_checkService(mirrorName.c_str()));
     ASSERT_NE(remoteMirror.get(), nullptr);
@@ -196,20 +180,91 @@ TEST_P(CallbackTest, BindersComeBackAsThemselves) {
     EXPECT_FALSE(none.peerGotProxy);
     EXPECT_EQ(none.back.get(), nullptr);
 
-    ndk::SpAIBinder jorvBinder(AServiceManager_checkService(instance_.c_str()));
-    ASSERT_NE(jorvBinder.get(), nullptr);
-    mirror::Reflection proxy = mirror::reflect(remoteMirror.get(), jorvBinder.get());
+    mirror::Reflection proxy = mirror::reflect(remoteMirror.get(), binder_.get());
     ASSERT_EQ(proxy.status, STATUS_OK);
-    EXPECT_EQ(proxy.back.get(), jorvBinder.get());
+    EXPECT_EQ(proxy.back.get(), binder_.get());
     auto jorv = jorv::IJorv::fromBinder(proxy.back);
     ASSERT_NE(jorv, nullptr);
     int32_t ret = 0;
     ASSERT_TRUE(jorv->release(4, &ret).isOk());
     EXPECT_EQ(ret, 4);
+
+    // A dump is made by the object's own process and written to the caller's descriptor; a local
+    // object dumps directly.
+    const char* args[] = {"-a", "b c"};
+    const ndk::SpAIBinder localMirror = mirror::newMirror();
+    for (AIBinder* target : {remoteMirror.get(), localMirror.get()}) {
+        android::base::unique_fd readEnd, writeEnd;
+        ASSERT_TRUE(android::base::Pipe(&readEnd, &writeEnd));
+        ASSERT_EQ(AIBinder_dump(target, writeEnd.get(), args, 2), STATUS_OK);
+        char dumped[64] = {};
+        EXPECT_GT(read(readEnd.get(), dumped, sizeof dumped - 1), 0);
+        const pid_t dumper = target == localMirror.get() ? getpid() : service_pid_;
+        EXPECT_EQ(std::string(dumped), std::to_string(dumper) + " -a b c");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Where, CallbackTest,
                          ::testing::Values(Where::kInProcess, Where::kChildProcess), whereName);
+
+// Incoming work runs only on the binder threads a process gives the runtime, except a call that
+// comes back along a thread's own call chain. A process without a pool therefore still completes
+// calls whose callbacks come back inside them, but receives nothing else (callbacks, death
+// notices) until it starts one. Such a process is a child copy of this test binary started with
+// HOSTBINDER_TEST_NO_POOL=1, whose main then leaves the pool unstarted.
+class NoPool : public ChildJorvTest {
+protected:
+    void SetUp() override {
+        if (ABinderProcess_isThreadPoolStarted()) GTEST_SKIP() << "runs in WithoutAPool.*";
+        ChildJorvTest::SetUp();
+    }
+};
+
+TEST_F(NoPool, CallbacksAndDeathNoticesWaitForAPoolButNotInsideTheCall) {
+    auto cb = ndk::SharedRefBase::make<RecordingCallback>();
+    // The service calls back while serving this call: served right here, on the waiting thread.
+    JorvRequestParcel p;
+    p.dataList = {record(1)};
+    int32_t handle = 0;
+    ASSERT_TRUE(jorv_->listeningRegister(p, cb, &handle).isOk());
+    ASSERT_EQ(cb->count(), 1u);
+    EXPECT_EQ(cb->deliveries()[0].thread, std::this_thread::get_id());
+
+    // A callback from a one-way call belongs to no waiting thread: it arrives, and waits.
+    JorvRequestParcel oneway;
+    oneway.param0 = 2;
+    oneway.callback = cb;
+    ASSERT_TRUE(jorv_->requestOneWay(oneway).isOk());
+    ASSERT_TRUE(waitFor([] { return HostBinder_getReceiveBufferInUse() > 0; }))
+            << "the callback never reached this process";
+    EXPECT_EQ(cb->count(), 1u) << "served without a binder thread";
+
+    // Calls learn of a death at once; the notice itself is work for a binder thread.
+    static std::atomic<int> died{0};
+    ChildService doomed(jorvInstance("doomed"), dir());
+    ASSERT_TRUE(doomed.start());
+    ndk::SpAIBinder binder(AServiceManager_checkService(doomed.instance().c_str()));
+    ndk::ScopedAIBinder_DeathRecipient recipient(
+            AIBinder_DeathRecipient_new([](void*) { died.fetch_add(1); }));
+    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), nullptr), STATUS_OK);
+    doomed.kill();
+    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); }));
+    EXPECT_EQ(AIBinder_ping(binder.get()), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(died.load(), 0);
+
+    ABinderProcess_startThreadPool();
+    ASSERT_TRUE(waitFor([&] { return cb->count() == 2; }));
+    EXPECT_NE(cb->deliveries()[1].thread, std::this_thread::get_id());
+    EXPECT_TRUE(waitFor([] { return HostBinder_getReceiveBufferInUse() == 0; }));
+    EXPECT_TRUE(waitFor([] { return died.load() == 1; }));
+}
+
+// Runs the NoPool cases in a child copy of this binary without a binder pool.
+TEST(WithoutAPool, NoPoolCasesPass) {
+    EXPECT_EQ(waitExit(spawnWith({"/proc/self/exe", "--gtest_filter=NoPool.*"},
+                                 "HOSTBINDER_TEST_NO_POOL=", {"HOSTBINDER_TEST_NO_POOL=1"})),
+              0);
+}
 
 }  // namespace
 }  // namespace hbtest

@@ -2,6 +2,7 @@
 // thread, then unlinked), dead proxies, restarts, killService, stale sockets, isDeclared.
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android/binder_manager.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
 #include <signal.h>
@@ -27,27 +28,16 @@ using jorv::JorvRequestParcel;
 
 // Cookie of a death link: what fired, in which order, on which thread.
 struct DeathProbe {
-    std::atomic<int> died{0};
-    std::atomic<int> unlinked{0};
     std::mutex mu;
     std::vector<std::string> events;
     std::thread::id diedOn;
 
-    void record(const char* event, std::atomic<int>& counter) {
-        {
-            std::lock_guard<std::mutex> lock(mu);
-            events.push_back(event);
-            if (&counter == &died) diedOn = std::this_thread::get_id();
-        }
-        counter.fetch_add(1);
-    }
-    static void onDied(void* cookie) {
-        auto* p = static_cast<DeathProbe*>(cookie);
-        p->record("died", p->died);
-    }
-    static void onUnlinked(void* cookie) {
-        auto* p = static_cast<DeathProbe*>(cookie);
-        p->record("unlinked", p->unlinked);
+    static void onDied(void* cookie) { static_cast<DeathProbe*>(cookie)->note("died"); }
+    static void onUnlinked(void* cookie) { static_cast<DeathProbe*>(cookie)->note("unlinked"); }
+    void note(const std::string& event) {
+        std::lock_guard<std::mutex> lock(mu);
+        events.push_back(event);
+        if (event == "died") diedOn = std::this_thread::get_id();
     }
     std::vector<std::string> history() {
         std::lock_guard<std::mutex> lock(mu);
@@ -75,57 +65,25 @@ int32_t servicePid(IJorv& jorv) {
 const std::vector<std::string> kDiedThenUnlinked = {"died", "unlinked"};
 
 // Each test declares its probes before recipients and proxies, so the probes outlive both.
-class LinkToDeathTest : public HostBinderTest {};
+using LinkToDeathTest = HostBinderTest;
 using ServiceManagerTest = HostBinderTest;
 
-class ProcessDeathTest : public LinkToDeathTest, public ::testing::WithParamInterface<int> {};
+struct DeathCase {
+    const char* name;
+    int signal;
+    bool callFirst;  // else nothing is called on the proxy: the runtime has to notice by itself
+};
 
-TEST_P(ProcessDeathTest, ProxyDiesAndRecipientFiresOnceOffTheCallingThread) {
-    DeathProbe probe;
+class ProcessDeathTest : public HostBinderTest, public ::testing::WithParamInterface<DeathCase> {};
+
+TEST_P(ProcessDeathTest, EveryLinkFiresOnceOffTheCallingThreadAndTheProxyStaysDead) {
+    const DeathCase& c = GetParam();
+    DeathProbe a1, a2, b, removed, deleted, late;
     ChildService child(jorvInstance(), dir());
     ASSERT_TRUE(child.start());
     ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
-    ASSERT_NE(binder.get(), nullptr);
     auto jorv = IJorv::fromBinder(binder);
     ASSERT_NE(jorv, nullptr);
-    auto recipient = newRecipient();
-    ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
-    EXPECT_TRUE(AIBinder_isAlive(binder.get()));
-
-    child.kill(GetParam());
-
-    // The first call after the process is gone already fails, and with the right code.
-    int32_t ret = 0;
-    ndk::ScopedAStatus st = jorv->release(1, &ret);
-    EXPECT_EQ(st.getExceptionCode(), EX_TRANSACTION_FAILED);
-    EXPECT_EQ(st.getStatus(), STATUS_DEAD_OBJECT) << st.getDescription();
-
-    ASSERT_TRUE(waitFor([&] { return probe.unlinked.load() == 1; }));
-    EXPECT_EQ(probe.history(), kDiedThenUnlinked);
-    EXPECT_NE(probe.diedThread(), std::this_thread::get_id());
-    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
-    EXPECT_EQ(AIBinder_ping(binder.get()), STATUS_DEAD_OBJECT);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
-    }
-    auto late = newRecipient();
-    DeathProbe lateProbe;
-    EXPECT_EQ(AIBinder_linkToDeath(binder.get(), late.get(), &lateProbe), STATUS_DEAD_OBJECT);
-    EXPECT_EQ(probe.died.load(), 1) << "a recipient fired more than once";
-    EXPECT_EQ(lateProbe.died.load(), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Signal, ProcessDeathTest, ::testing::Values(SIGKILL, SIGTERM),
-                         [](const auto& info) {
-                             return std::string(info.param == SIGKILL ? "Kill" : "Term");
-                         });
-
-TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
-    DeathProbe a1, a2, b, removed;
-    ChildService child(jorvInstance(), dir());
-    ASSERT_TRUE(child.start());
-    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
-    ASSERT_NE(binder.get(), nullptr);
     auto ra = newRecipient();
     auto rb = newRecipient();
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), ra.get(), &a1), STATUS_OK);
@@ -133,45 +91,42 @@ TEST_F(LinkToDeathTest, EveryLinkFiresOnceWithoutAnyCall) {
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), rb.get(), &b), STATUS_OK);
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
     ASSERT_EQ(AIBinder_unlinkToDeath(binder.get(), rb.get(), &removed), STATUS_OK);
-    const int unlinkedBefore = removed.unlinked.load();
-
-    child.kill();  // nothing is called on the proxy: the runtime has to notice by itself
-
-    ASSERT_TRUE(waitFor([&] {
-        return a1.unlinked.load() == 1 && a2.unlinked.load() == 1 && b.unlinked.load() == 1;
-    }));
-    EXPECT_EQ(a1.history(), kDiedThenUnlinked);
-    EXPECT_EQ(a2.history(), kDiedThenUnlinked);
-    EXPECT_EQ(b.history(), kDiedThenUnlinked);
-    EXPECT_EQ(removed.died.load(), 0) << "an unlinked recipient fired";
-    EXPECT_EQ(removed.unlinked.load(), unlinkedBefore);
-    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
-}
-
-TEST_F(LinkToDeathTest, DeletedRecipientNeverFires) {
-    DeathProbe probe;
-    ChildService child(jorvInstance(), dir());
-    ASSERT_TRUE(child.start());
-    ndk::SpAIBinder binder(AServiceManager_checkService(child.instance().c_str()));
-    ASSERT_NE(binder.get(), nullptr);
     {
-        auto recipient = newRecipient();
-        ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
+        auto gone = newRecipient();
+        ASSERT_EQ(AIBinder_linkToDeath(binder.get(), gone.get(), &deleted), STATUS_OK);
     }
-    child.kill();
-    ASSERT_TRUE(waitFor([&] { return !AIBinder_isAlive(binder.get()); }));
-    EXPECT_EQ(probe.died.load(), 0);
+    const auto removedBefore = removed.history();
+    EXPECT_TRUE(AIBinder_isAlive(binder.get()));
+
+    child.kill(c.signal);
+    int32_t ret = 0;
+    if (c.callFirst) {
+        // The first call after the process is gone already fails, and with the right code.
+        ndk::ScopedAStatus st = jorv->release(1, &ret);
+        EXPECT_EQ(st.getExceptionCode(), EX_TRANSACTION_FAILED);
+        EXPECT_EQ(st.getStatus(), STATUS_DEAD_OBJECT) << st.getDescription();
+    }
+    for (DeathProbe* probe : {&a1, &a2, &b}) {
+        ASSERT_TRUE(waitFor([&] { return probe->history().size() >= 2; }));
+        EXPECT_EQ(probe->history(), kDiedThenUnlinked);
+        EXPECT_NE(probe->diedThread(), std::this_thread::get_id());
+    }
+    EXPECT_EQ(removed.history(), removedBefore) << "an unlinked recipient fired";
+    EXPECT_THAT(deleted.history(), ::testing::Not(::testing::Contains("died")));
+    EXPECT_FALSE(AIBinder_isAlive(binder.get()));
+    EXPECT_EQ(AIBinder_ping(binder.get()), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
+    auto lateRecipient = newRecipient();
+    EXPECT_EQ(AIBinder_linkToDeath(binder.get(), lateRecipient.get(), &late), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(a1.history(), kDiedThenUnlinked) << "a recipient fired more than once";
+    EXPECT_TRUE(late.history().empty());
 }
 
-TEST_F(LinkToDeathTest, LinkToDeathOnALocalObjectIsInvalid) {
-    DeathProbe probe;
-    auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ndk::SpAIBinder local = echo->asBinder();
-    auto recipient = newRecipient();
-    EXPECT_EQ(AIBinder_linkToDeath(local.get(), recipient.get(), &probe), STATUS_INVALID_OPERATION);
-    EXPECT_TRUE(AIBinder_isAlive(local.get()));
-    EXPECT_FALSE(AIBinder_isRemote(local.get()));
-}
+INSTANTIATE_TEST_SUITE_P(Signal, ProcessDeathTest,
+                         ::testing::Values(DeathCase{"KillThenCall", SIGKILL, true},
+                                           DeathCase{"TermThenCall", SIGTERM, true},
+                                           DeathCase{"KillUnnoticed", SIGKILL, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
     ChildService child(jorvInstance(), dir());
@@ -199,29 +154,20 @@ TEST_F(LinkToDeathTest, InFlightCallFailsWhenTheServiceDies) {
     EXPECT_EQ(status->load(), STATUS_DEAD_OBJECT);
 }
 
-TEST_F(ServiceManagerTest, CheckServiceIsNullWhenNotRunningEvenWithAStaleSocket) {
+// A dead process's socket file stays behind: it must neither answer look-ups nor satisfy a wait,
+// nor stop the name from being published again, by another process or this one.
+TEST_F(ServiceManagerTest, StaleSocketIsNoServiceUntilTheNameIsPublishedAgain) {
     const std::string instance = jorvInstance();
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
-    {
-        ChildService child(instance, dir());
-        ASSERT_TRUE(child.start());
-    }  // killed: its socket file stays behind
-    EXPECT_FALSE(socketsIn(dir()).empty()) << "expected the dead child's socket to remain";
-    EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
-}
-
-TEST_F(ServiceManagerTest, GetServiceGivesUpOnAMissingService) {
-    AIBinder* b = AServiceManager_getService(jorvInstance("absent").c_str());
-    EXPECT_EQ(b, nullptr);
-    if (b != nullptr) AIBinder_decStrong(b);
-}
-
-TEST_F(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
-    const std::string instance = jorvInstance();
     ChildService child(instance, dir());
     ASSERT_TRUE(child.start());
     const pid_t firstPid = child.pid();
-    child.kill();  // leaves a stale socket, which must not satisfy the wait
+    child.kill();
+    EXPECT_FALSE(socketsIn(dir()).empty()) << "expected the dead child's socket to remain";
+    EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
+    AIBinder* absent = AServiceManager_getService(jorvInstance("absent").c_str());
+    EXPECT_EQ(absent, nullptr);
+    if (absent != nullptr) AIBinder_decStrong(absent);
 
     struct Shared {
         std::atomic<bool> entered{false};
@@ -236,21 +182,14 @@ TEST_F(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsRestarted) {
     });
     ASSERT_TRUE(waitFor([&] { return shared->entered.load(); }));
     EXPECT_FALSE(waiter.done());
-
     ASSERT_TRUE(child.start());
     ASSERT_TRUE(waiter.waitDone());
     EXPECT_EQ(shared->pid.load(), child.pid());
     EXPECT_NE(child.pid(), firstPid);
-}
 
-TEST_F(ServiceManagerTest, AddServiceReplacesTheSocketOfADeadProcess) {
-    const std::string instance = jorvInstance();
-    {
-        ChildService child(instance, dir());
-        ASSERT_TRUE(child.start());
-    }
+    child.kill();
     auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
+    ASSERT_TRUE(publish(echo->asBinder(), instance));
     auto jorv = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
     ASSERT_NE(jorv, nullptr);
     EXPECT_EQ(servicePid(*jorv), getpid());
@@ -259,10 +198,17 @@ TEST_F(ServiceManagerTest, AddServiceReplacesTheSocketOfADeadProcess) {
 TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     DeathProbe probe;
     const std::string instance = jorvInstance();
-    auto destroyed = std::make_shared<std::atomic<bool>>(false);
+    std::weak_ptr<EchoJorv> served;
     {
-        auto echo = ndk::SharedRefBase::make<EchoJorv>(destroyed);
-        ASSERT_TRUE(local_.publish(echo->asBinder(), instance));
+        auto echo = ndk::SharedRefBase::make<EchoJorv>();
+        served = echo;
+        // Only proxies can die.
+        auto local = newRecipient();
+        EXPECT_EQ(AIBinder_linkToDeath(echo->asBinder().get(), local.get(), &probe),
+                  STATUS_INVALID_OPERATION);
+        EXPECT_FALSE(AIBinder_isRemote(echo->asBinder().get()));
+        EXPECT_TRUE(AIBinder_isAlive(echo->asBinder().get()));
+        ASSERT_TRUE(publish(echo->asBinder(), instance));
     }  // from here on the runtime owns the service object
     ndk::SpAIBinder binder(AServiceManager_checkService(instance.c_str()));
     ASSERT_NE(binder.get(), nullptr);
@@ -272,37 +218,25 @@ TEST_F(ServiceManagerTest, KillServiceKillsAnInProcessServiceForItsClients) {
     ASSERT_EQ(AIBinder_linkToDeath(binder.get(), recipient.get(), &probe), STATUS_OK);
     int32_t ret = 0;
     ASSERT_TRUE(jorv->release(1, &ret).isOk());
-    EXPECT_FALSE(destroyed->load());
+    EXPECT_FALSE(served.expired());
 
-    ASSERT_EQ(local_.kill(instance), STATUS_OK);
+    ASSERT_EQ(unpublish(instance), STATUS_OK);
 
-    ASSERT_TRUE(waitFor([&] { return probe.unlinked.load() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return probe.history().size() >= 2; }));
     EXPECT_EQ(probe.history(), kDiedThenUnlinked);
     EXPECT_FALSE(AIBinder_isAlive(binder.get()));
     EXPECT_EQ(jorv->release(1, &ret).getStatus(), STATUS_DEAD_OBJECT);
     EXPECT_EQ(AServiceManager_checkService(instance.c_str()), nullptr);
-    EXPECT_TRUE(waitFor([&] { return destroyed->load(); }))
+    EXPECT_TRUE(waitFor([&] { return served.expired(); }))
             << "the runtime kept the killed service's object";
     EXPECT_EQ(HostBinder_killService(instance.c_str()), STATUS_NAME_NOT_FOUND);
-
-    // The name can be published again, and the new object serves.
-    auto again = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(again->asBinder(), instance));
-    auto jorv2 = IJorv::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
-    ASSERT_NE(jorv2, nullptr);
-    ASSERT_TRUE(jorv2->release(2, &ret).isOk());
-    EXPECT_EQ(ret, 2);
-    EXPECT_EQ(again->calls(), 1);
-}
-
-TEST_F(ServiceManagerTest, KillServiceOfAnUnknownInstance) {
     EXPECT_EQ(HostBinder_killService(jorvInstance("never-published").c_str()),
               STATUS_NAME_NOT_FOUND);
 }
 
 // --- isDeclared -----------------------------------------------------------------------------
 
-TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
+TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifestAndTheControlApi) {
     const std::string listed = jorvInstance("default");
     {
         // A blank line and no final newline are tolerated.
@@ -326,20 +260,16 @@ TEST_F(ServiceManagerTest, IsDeclaredReadsTheManifest) {
     for (const Case& c : cases) {
         EXPECT_EQ(AServiceManager_isDeclared(c.instance.c_str()), c.declared) << c.instance;
     }
-}
 
-TEST_F(ServiceManagerTest, IsDeclaredByTheControlApiAndNotByPublishing) {
+    // The control API declares and undeclares; publishing declares nothing.
     const std::string name = jorvInstance("declared-at-runtime");
-    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
     HostBinder_declareInstance(name.c_str());
     EXPECT_TRUE(AServiceManager_isDeclared(name.c_str()));
     HostBinder_undeclareInstance(name.c_str());
     EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
-
-    const std::string running = jorvInstance("running-undeclared");
     auto echo = ndk::SharedRefBase::make<EchoJorv>();
-    ASSERT_TRUE(local_.publish(echo->asBinder(), running));
-    EXPECT_FALSE(AServiceManager_isDeclared(running.c_str()));
+    ASSERT_TRUE(publish(echo->asBinder(), name));
+    EXPECT_FALSE(AServiceManager_isDeclared(name.c_str()));
 }
 
 }  // namespace

@@ -1,18 +1,21 @@
 // The service directory must be one no other user controls: whoever can write it can put their own
 // socket in place of a service's. A refused directory is neither published into nor read from,
 // whichever way it was chosen, and the refusal is logged once, naming the path.
+#include "service_dir.h"
+
 #include <android/binder_manager.h>
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <hostbinder/control.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,7 +43,7 @@ void makeDir(const std::string& path, mode_t mode) {
 class ServiceDirTest : public HostBinderTest {
 protected:
     void TearDown() override {
-        local_.killAll();
+        unpublishAll();
         HostBinder_setServiceDirShared(false);
         HostBinder_setServiceDir(dir().c_str());
     }
@@ -50,7 +53,7 @@ protected:
     // Publishes a service and lists it in the manifest of `path`, which must be accepted now.
     void serveIn(const std::string& path) {
         HostBinder_setServiceDir(path.c_str());
-        ASSERT_TRUE(local_.publish(mService->asBinder(), mInstance));
+        ASSERT_TRUE(publish(mService->asBinder(), mInstance));
         ASSERT_EQ(HostBinder_listInManifest(mInstance.c_str()), 0);
     }
 
@@ -83,23 +86,33 @@ protected:
 // Each directory first serves the instance and lists it, so a look-up that ignored the refusal
 // (or answered from its cache) would find it.
 TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
-    enum class Kind { kDir, kSymlink, kFile };
+    enum class Kind { kDir, kSymlink, kFile, kOtherUsers };
     struct Case {
         const char* name;
         Kind kind;
         mode_t mode;
-        const char* finding;
+        bool shared;
+        const char* finding;  // null when the directory is accepted
     };
     const Case cases[] = {
-            {"open to everyone", Kind::kDir, 0777, "mode 0777"},
-            {"readable by the group", Kind::kDir, 0750, "mode 0750"},
-            {"searchable by others", Kind::kDir, 0701, "mode 0701"},
-            {"symlink to a private directory", Kind::kSymlink, 0700, "a symlink"},
-            {"regular file", Kind::kFile, 0600, "not a directory"},
+            {"open to everyone", Kind::kDir, 0777, false, "mode 0777"},
+            {"readable by the group", Kind::kDir, 0750, false, "mode 0750"},
+            {"searchable by others", Kind::kDir, 0701, false, "mode 0701"},
+            {"symlink to a private directory", Kind::kSymlink, 0700, false, "a symlink"},
+            {"regular file", Kind::kFile, 0600, false, "not a directory"},
+            {"another user's", Kind::kOtherUsers, 0700, false, "owned by uid 65534"},
+            // Shared, the owner may be anyone the group trusts, but not everyone.
+            {"group's, shared", Kind::kDir, 02770, true, nullptr},
+            {"another user's, shared", Kind::kOtherUsers, 0770, true, nullptr},
+            {"open to everyone, shared", Kind::kDir, 0777, true, "mode 0777"},
+            {"symlink, shared", Kind::kSymlink, 02770, true, "a symlink"},
     };
     for (size_t i = 0; i < std::size(cases); ++i) {
         const Case& c = cases[i];
         SCOPED_TRACE(c.name);
+        // Giving a directory to another user needs root.
+        if (c.kind == Kind::kOtherUsers && geteuid() != 0) continue;
+        HostBinder_setServiceDirShared(c.shared);
         const std::string path = entry("c" + std::to_string(i));
         if (c.kind == Kind::kFile) {
             std::ofstream(path) << mInstance << "\n";
@@ -110,47 +123,20 @@ TEST_F(ServiceDirTest, RefusesWhatOthersCouldWrite) {
             ASSERT_EQ(chmod(real.c_str(), c.mode), 0);
             if (c.kind == Kind::kSymlink) {
                 ASSERT_EQ(symlink(real.c_str(), path.c_str()), 0);
+            } else if (c.kind == Kind::kOtherUsers) {
+                ASSERT_EQ(chown(real.c_str(), kNobody, kNobody), 0);
             }
         }
-        expectRefused(path, c.finding);
-        local_.killAll();
+        if (c.finding != nullptr) {
+            expectRefused(path, c.finding);
+        } else {
+            HostBinder_setServiceDir(path.c_str());
+            EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(),
+                      nullptr);
+            EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
+        }
+        unpublishAll();
     }
-}
-
-TEST_F(ServiceDirTest, RefusesAnotherUsersDirectoryUnlessShared) {
-    if (geteuid() != 0) GTEST_SKIP() << "giving a directory to another user needs root";
-    const std::string theirs = entry("theirs");
-    ASSERT_NO_FATAL_FAILURE(makeDir(theirs, 0700));
-    ASSERT_NO_FATAL_FAILURE(serveIn(theirs));
-    ASSERT_EQ(chown(theirs.c_str(), kNobody, kNobody), 0);
-    expectRefused(theirs, "owned by uid 65534");
-
-    // Shared, the owner may be anyone the group trusts.
-    HostBinder_setServiceDirShared(true);
-    ASSERT_EQ(chmod(theirs.c_str(), 0770), 0);
-    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
-    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
-}
-
-TEST_F(ServiceDirTest, SharedDirectoryAcceptsItsGroupButNotEveryone) {
-    HostBinder_setServiceDirShared(true);
-    const std::string group = entry("group");
-    ASSERT_NO_FATAL_FAILURE(makeDir(group, 02770));
-    ASSERT_NO_FATAL_FAILURE(serveIn(group));
-    EXPECT_NE(ndk::SpAIBinder(AServiceManager_checkService(mInstance.c_str())).get(), nullptr);
-    EXPECT_TRUE(AServiceManager_isDeclared(mInstance.c_str()));
-    const auto sockets = socketsIn(group);
-    ASSERT_EQ(sockets.size(), 1u);
-    EXPECT_EQ(modeOf(sockets[0]), 0660u) << "the group must be able to connect";
-    EXPECT_EQ(modeOf(group + "/manifest"), 0660u);
-    local_.killAll();
-
-    const std::string open = entry("open");
-    ASSERT_NO_FATAL_FAILURE(makeDir(open, 0777));
-    expectRefused(open, "mode 0777");
-    const std::string link = entry("link");
-    ASSERT_EQ(symlink(group.c_str(), link.c_str()), 0);
-    expectRefused(link, "a symlink");
 }
 
 // Modes are set, not left to the umask: a lax umask must not open them, a strict one must not
@@ -176,7 +162,7 @@ TEST_F(ServiceDirTest, CreatesDirectoryAndFilesWithExactModes) {
         ASSERT_EQ(sockets.size(), 1u);
         EXPECT_EQ(modeOf(sockets[0]), c.fileMode);
         EXPECT_EQ(modeOf(created + "/manifest"), c.fileMode);
-        local_.killAll();
+        unpublishAll();
     }
 }
 
@@ -185,40 +171,17 @@ TEST_F(ServiceDirTest, DefaultDirectoryIsCreatedPrivate) {
     if (modeOf(fallback) != kNotThere) GTEST_SKIP() << fallback << " exists; not touching it";
     unsetenv("HOSTBINDER_DIR");
     HostBinder_setServiceDir(nullptr);
-    const ::testing::AssertionResult published = local_.publish(mService->asBinder(), mInstance);
+    const ::testing::AssertionResult published = publish(mService->asBinder(), mInstance);
     const mode_t mode = modeOf(fallback);
-    local_.killAll();
+    unpublishAll();
     rmdir(fallback.c_str());
     EXPECT_TRUE(published);
     EXPECT_EQ(mode, 0700u);
 }
 
-#ifdef HOSTBINDER_TEST_SERVICE_PATH
-// Runs the helper service without a directory argument, so its runtime takes $HOSTBINDER_DIR;
-// `vars` replace this process's HOSTBINDER_DIR*. True once it has published into `dir`; false
-// when it exited first, with its exit code in `*exitCode`.
-bool publishesFromEnvironment(const std::vector<std::string>& vars, const std::string& dir,
-                              int* exitCode) {
-    const pid_t pid = spawnWith({HOSTBINDER_TEST_SERVICE_PATH, jorvInstance("fromenv")},
-                                "HOSTBINDER_DIR", vars);
-    if (pid < 0) return false;
-
-    int status = 0;
-    bool exited = false;
-    bool published = false;
-    waitFor([&] {
-        exited = exited || waitpid(pid, &status, WNOHANG) == pid;
-        published = !socketsIn(dir).empty();
-        return exited || published;
-    });
-    if (!exited) {
-        kill(pid, SIGKILL);
-        waitpid(pid, &status, 0);
-    }
-    *exitCode = exited && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return published;
-}
-
+// The helper service, started without a directory argument, takes its runtime's choice from
+// $HOSTBINDER_DIR (and $HOSTBINDER_DIR_SHARED): it publishes into an accepted directory and exits
+// with its 'cannot publish' code from a refused one.
 TEST_F(ServiceDirTest, EnvironmentChoiceIsCheckedToo) {
     struct Case {
         const char* name;
@@ -239,14 +202,62 @@ TEST_F(ServiceDirTest, EnvironmentChoiceIsCheckedToo) {
         ASSERT_NO_FATAL_FAILURE(makeDir(path, c.mode));
         std::vector<std::string> vars = {"HOSTBINDER_DIR=" + path};
         if (c.shared) vars.emplace_back("HOSTBINDER_DIR_SHARED=1");
-        int exitCode = -1;
-        EXPECT_EQ(publishesFromEnvironment(vars, path, &exitCode), c.publishes);
-        if (!c.publishes) {
-            EXPECT_EQ(exitCode, 3) << "the helper's 'cannot publish'";
+        const pid_t pid = spawnWith({HOSTBINDER_TEST_SERVICE_PATH, jorvInstance("fromenv")},
+                                    "HOSTBINDER_DIR", vars);
+        ASSERT_GT(pid, 0);
+        if (c.publishes) {
+            EXPECT_TRUE(waitFor([&] { return !socketsIn(path).empty(); }));
+            kill(pid, SIGKILL);
         }
+        EXPECT_EQ(waitExit(pid), c.publishes ? -1 : 3);
     }
 }
-#endif
+
+// The instance-name -> socket-file mapping: distinct instances must never share a socket, names
+// must stay inside the service directory, and names too long for a socket address are refused.
+
+TEST(RuntimeInternalServiceDirTest, InstancesGetDistinctFlatFilesOrAreRefused) {
+    const std::string dir = "/tmp/hb";
+    const size_t room = sizeof(sockaddr_un::sun_path) - 1 - dir.size() - 1;
+    struct Case {
+        std::string instance;
+        bool usable;
+    };
+    const Case cases[] = {
+            // Pairs that a naive mapping (dropping, or replacing '/' with a legal character) would
+            // merge.
+            {"a.IFoo/default", true},
+            {"a.IFoo%2Fdefault", true},
+            {"a.IFoo_default", true},
+            {"a.IFoo-default", true},
+            {"a.IFoo/x/y", true},
+            {"a.IFoo/x%2Fy", true},
+            {"a.IFoo%x/y", true},
+            {"a.IFoo default", true},
+            {".hidden", true},
+            {"%2Ehidden", true},
+            {"..", true},
+            {"manifest/", true},
+            {"", false},
+            {std::string(room, 'a'), true},  // the longest that fits
+            {std::string(room + 1, 'a'), false},
+            // Escaping triples the length of every '/', which must be counted.
+            {std::string(room - 2, 'a') + "/", false},
+    };
+    std::set<std::string> paths;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.instance);
+        const std::string path = hostbinder::socketPath(dir, c.instance.c_str());
+        ASSERT_EQ(!path.empty(), c.usable);
+        if (!c.usable) continue;
+        ASSERT_EQ(path.rfind(dir + "/", 0), 0u);
+        const std::string name = path.substr(dir.size() + 1);
+        EXPECT_EQ(name.find('/'), std::string::npos) << "must be one file in the directory";
+        EXPECT_NE(name[0], '.') << "no hidden files, no '.' or '..'";
+        EXPECT_TRUE(paths.insert(path).second) << "collides with another instance";
+    }
+    EXPECT_TRUE(hostbinder::socketPath(dir, nullptr).empty());
+}
 
 }  // namespace
 }  // namespace hbtest

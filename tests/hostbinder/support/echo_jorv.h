@@ -1,30 +1,9 @@
 // EchoJorv: the IJorv test service, run in-process by tests and in the helper service binary.
 // Its answers are deterministic functions of the arguments so a client can check that every
-// argument arrived intact. Header-only so the helper binary needs no support sources.
-//
-//   init(), reserved10()            ok
-//   request(p)                      p.param0 + p.dataList.size(), or by p.requestType:
-//                                     kCallingPid   AIBinder_getCallingPid() (-1 if
-//                                                   IPCThreadState disagrees)
-//                                     kCallingUid   AIBinder_getCallingUid()
-//                                     kServicePid   getpid() of the serving process
-//                                     kServiceSpecific / kIllegalState / kFailedTransaction /
-//                                     kBadValue     the matching error status
-//   release(h)                      h
-//   stateRequest(p)                 p.dataList with the first `extra` = render(p); or, for
-//                                   kOneWayLog, one record per requestOneWay so far (id=param0)
-//   listeningRegister(p, cb)        stores cb, calls cb->onCallback(p.dataList), returns a handle
-//   listeningUnregister(h)          calls the stored cb with one record {id=kGoodbyeId}, drops
-//                                   it; 0, or -1 for an unknown handle
-//   propertyGet(n)                  n + "|" + n.size()
-//   propertySet(n, v)               n.size() * 1000 + v.size()
-//   thermalListeningRegister(ids,cb) cb->onCallback({id=ids[i], intValue=i}...) before
-//                                   returning ids.size(); a failed callback's status is returned
-//   thermalListeningUnregister(h)   h
-//   setRelatedSysInfo(a, info)      a - info.size()
-//   ruleCtl(r, s, d)                r * 100 + s + d.size()
-//   requestOneWay(p)                if p.callback is set, calls it with {id=p.param0}; then
-//                                   appends p.param0 to the one-way log
+// argument arrived intact: stateRequest sends back the records with render() of the whole parcel
+// in the first one's `extra`; request's requestType can ask for who calls, who serves, or an error
+// status; callbacks are called back while serving, and requestOneWay keeps a log stateRequest can
+// read. Header-only so the helper binary needs no support sources.
 #pragma once
 
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
@@ -35,56 +14,23 @@
 #include <binder/IPCThreadState.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace hbtest {
 
 namespace jorv = ::aidl::vendor::vemra::hardware::jorv;
 
-// Unambiguous renderings (null differs from empty, lengths included) that do not depend on the
-// interface library's toString and show a binder field only as present or absent.
-inline std::string render(const std::optional<std::string>& s) {
-    return s ? "\"" + *s + "\"#" + std::to_string(s->size()) : std::string("null");
-}
-
-inline std::string render(const jorv::JorvRequestData& d) {
-    return "{id=" + std::to_string(d.id) + " int=" + std::to_string(d.intValue) +
-           " value=" + render(d.value) + " path=" + render(d.path) + " extra=" + render(d.extra) +
-           "}";
-}
-
-inline std::string render(const std::vector<jorv::JorvRequestData>& list) {
-    std::string out = "[" + std::to_string(list.size()) + ":";
-    for (const auto& d : list) out += render(d);
-    return out + "]";
-}
-
-inline std::string render(int32_t n) {
-    return std::to_string(n);
-}
-
-template <typename T>
-std::string render(const std::optional<std::vector<T>>& list) {
-    if (!list) return "null";
-    std::string out = "[" + std::to_string(list->size()) + ":";
-    for (const auto& item : *list) out += render(item) + ",";
-    return out + "]";
-}
-
+// The parcel as text, with its callback only as present or absent (the two ends hold different
+// objects for it).
 inline std::string render(const jorv::JorvRequestParcel& p) {
-    return "{type=" + std::to_string(p.requestType) + " data=" + render(p.dataList) +
-           " flag=" + (p.flag ? "true" : "false") + " p3=" + std::to_string(p.param3) +
-           " p5=" + std::to_string(p.param5) + " p1=" + std::to_string(p.param1) +
-           " paths=" + render(p.paths) + " p0=" + std::to_string(p.param0) +
-           " cb=" + (p.callback ? "set" : "null") + " t1=" + render(p.text1) +
-           " t2=" + render(p.text2) + " numbers=" + render(p.numbers) + "}";
+    jorv::JorvRequestParcel copy = p;
+    copy.callback = nullptr;
+    return copy.toString() + (p.callback ? " with a callback" : "");
 }
 
 inline jorv::JorvRequestData record(int32_t id, int32_t intValue = 0) {
@@ -110,20 +56,9 @@ public:
     static constexpr int32_t kGoodbyeId = -1;
     static constexpr const char* kErrorMessage = "scripted failure";
 
-    // `destroyed` (optional) is set when the object is destroyed.
-    explicit EchoJorv(std::shared_ptr<std::atomic<bool>> destroyed = nullptr)
-        : destroyed_(std::move(destroyed)) {}
-    ~EchoJorv() override {
-        if (destroyed_) destroyed_->store(true);
-    }
-
-    ndk::ScopedAStatus init() override {
-        noteCall();
-        return ndk::ScopedAStatus::ok();
-    }
+    ndk::ScopedAStatus init() override { return ndk::ScopedAStatus::ok(); }
 
     ndk::ScopedAStatus request(const jorv::JorvRequestParcel& p, int32_t* ret) override {
-        noteCall();
         switch (p.requestType) {
             case kCallingPid: {
                 const pid_t pid = AIBinder_getCallingPid();
@@ -153,14 +88,12 @@ public:
     }
 
     ndk::ScopedAStatus release(int32_t handle, int32_t* ret) override {
-        noteCall();
         *ret = handle;
         return ndk::ScopedAStatus::ok();
     }
 
     ndk::ScopedAStatus stateRequest(const jorv::JorvRequestParcel& p,
                                     std::vector<jorv::JorvRequestData>* ret) override {
-        noteCall();
         ret->clear();
         if (p.requestType == kOneWayLog) {
             std::lock_guard<std::mutex> lock(mu_);
@@ -175,8 +108,6 @@ public:
     ndk::ScopedAStatus listeningRegister(const jorv::JorvRequestParcel& p,
                                          const std::shared_ptr<jorv::IJorvCallback>& cb,
                                          int32_t* ret) override {
-        noteCall();
-        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
         {
             std::lock_guard<std::mutex> lock(mu_);
             *ret = nextHandle_++;
@@ -186,7 +117,6 @@ public:
     }
 
     ndk::ScopedAStatus listeningUnregister(int32_t handle, int32_t* ret) override {
-        noteCall();
         std::shared_ptr<jorv::IJorvCallback> cb;
         {
             std::lock_guard<std::mutex> lock(mu_);
@@ -203,14 +133,12 @@ public:
     }
 
     ndk::ScopedAStatus propertyGet(const std::string& name, std::string* ret) override {
-        noteCall();
         *ret = name + "|" + std::to_string(name.size());
         return ndk::ScopedAStatus::ok();
     }
 
     ndk::ScopedAStatus propertySet(const std::string& name, const std::string& value,
                                    int32_t* ret) override {
-        noteCall();
         *ret = static_cast<int32_t>(name.size() * 1000 + value.size());
         return ndk::ScopedAStatus::ok();
     }
@@ -218,8 +146,6 @@ public:
     ndk::ScopedAStatus thermalListeningRegister(const std::vector<int32_t>& ids,
                                                 const std::shared_ptr<jorv::IJorvCallback>& cb,
                                                 int32_t* ret) override {
-        noteCall();
-        if (!cb) return ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
         std::vector<jorv::JorvRequestData> data;
         for (size_t i = 0; i < ids.size(); ++i) {
             data.push_back(record(ids[i], static_cast<int32_t>(i)));
@@ -231,19 +157,14 @@ public:
     }
 
     ndk::ScopedAStatus thermalListeningUnregister(int32_t handle, int32_t* ret) override {
-        noteCall();
         *ret = handle;
         return ndk::ScopedAStatus::ok();
     }
 
-    ndk::ScopedAStatus reserved10() override {
-        noteCall();
-        return ndk::ScopedAStatus::ok();
-    }
+    ndk::ScopedAStatus reserved10() override { return ndk::ScopedAStatus::ok(); }
 
     ndk::ScopedAStatus setRelatedSysInfo(int32_t a, const std::string& info,
                                          int32_t* ret) override {
-        noteCall();
         *ret = a - static_cast<int32_t>(info.size());
         return ndk::ScopedAStatus::ok();
     }
@@ -251,13 +172,11 @@ public:
     ndk::ScopedAStatus ruleCtl(int32_t ruleId, int32_t status,
                                const std::vector<jorv::JorvRequestData>& data,
                                int32_t* ret) override {
-        noteCall();
         *ret = ruleId * 100 + status + static_cast<int32_t>(data.size());
         return ndk::ScopedAStatus::ok();
     }
 
     ndk::ScopedAStatus requestOneWay(const jorv::JorvRequestParcel& p) override {
-        noteCall();
         // The callback goes first: it makes this call slow, which is what lets a runtime that
         // serves one-way calls concurrently get them out of order.
         ndk::ScopedAStatus st = ndk::ScopedAStatus::ok();
@@ -267,28 +186,8 @@ public:
         return st;
     }
 
-    // Observations for in-process tests.
-    int calls() const { return calls_.load(); }
-    std::thread::id lastServingThread() const {
-        std::lock_guard<std::mutex> lock(mu_);
-        return lastThread_;
-    }
-    size_t listenerCount() const {
-        std::lock_guard<std::mutex> lock(mu_);
-        return listeners_.size();
-    }
-
 private:
-    void noteCall() {
-        calls_.fetch_add(1);
-        std::lock_guard<std::mutex> lock(mu_);
-        lastThread_ = std::this_thread::get_id();
-    }
-
-    std::shared_ptr<std::atomic<bool>> destroyed_;
-    std::atomic<int> calls_{0};
-    mutable std::mutex mu_;
-    std::thread::id lastThread_;
+    std::mutex mu_;
     std::map<int32_t, std::shared_ptr<jorv::IJorvCallback>> listeners_;
     int32_t nextHandle_ = 1;
     std::vector<int32_t> oneWayLog_;

@@ -1,4 +1,4 @@
-// Fixture giving each test an IJorv proxy to an EchoJorv served either by this process or by a
+// Fixtures giving each test an IJorv proxy to an EchoJorv served either by this process or by a
 // child process, so the same checks run over both paths through the runtime.
 #pragma once
 
@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <memory>
-#include <ostream>
 #include <string>
 
 #include "support/echo_jorv.h"
@@ -22,17 +21,12 @@ inline std::string whereName(const ::testing::TestParamInfo<Where>& info) {
     return info.param == Where::kInProcess ? "InProcess" : "ChildProcess";
 }
 
-inline void PrintTo(Where where, std::ostream* os) {
-    *os << (where == Where::kInProcess ? "in-process service" : "child-process service");
-}
-
-class JorvEndpointTest : public HostBinderTest, public ::testing::WithParamInterface<Where> {
+class JorvTest : public HostBinderTest {
 protected:
-    void SetUp() override {
-        instance_ = jorvInstance();
-        if (GetParam() == Where::kInProcess) {
+    void serveFrom(Where where) {
+        if (where == Where::kInProcess) {
             local_service_ = ndk::SharedRefBase::make<EchoJorv>();
-            ASSERT_TRUE(local_.publish(local_service_->asBinder(), instance_));
+            ASSERT_TRUE(publish(local_service_->asBinder(), instance_));
             service_pid_ = getpid();
         } else {
             child_ = std::make_unique<ChildService>(instance_, dir());
@@ -45,15 +39,7 @@ protected:
         ASSERT_NE(jorv_, nullptr);
     }
 
-    void TearDown() override {
-        jorv_.reset();
-        binder_ = ndk::SpAIBinder();
-        child_.reset();
-        local_.killAll();
-        local_service_.reset();
-    }
-
-    std::string instance_;
+    const std::string instance_ = jorvInstance();
     std::shared_ptr<EchoJorv> local_service_;  // set when served in-process
     std::unique_ptr<ChildService> child_;      // set when served by a child
     pid_t service_pid_ = -1;
@@ -61,20 +47,14 @@ protected:
     std::shared_ptr<jorv::IJorv> jorv_;
 };
 
-// Fixture with an IJorv proxy to an EchoJorv in a child process only.
-class ChildJorvTest : public HostBinderTest {
+class JorvEndpointTest : public JorvTest, public ::testing::WithParamInterface<Where> {
 protected:
-    void SetUp() override {
-        service_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(service_->start());
-        binder_ = ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str()));
-        jorv_ = jorv::IJorv::fromBinder(binder_);
-        ASSERT_NE(jorv_, nullptr);
-    }
+    void SetUp() override { serveFrom(GetParam()); }
+};
 
-    std::unique_ptr<ChildService> service_;
-    ndk::SpAIBinder binder_;
-    std::shared_ptr<jorv::IJorv> jorv_;
+class ChildJorvTest : public JorvTest {
+protected:
+    void SetUp() override { serveFrom(Where::kChildProcess); }
 };
 
 }  // namespace hbtest

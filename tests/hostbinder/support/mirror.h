@@ -1,11 +1,13 @@
 // A raw (non-AIDL) service that sends back the binder it is given. IJorv has no method returning
 // a binder, so this is how tests see what an object turns into after a trip to a peer and back.
+// Its dump writes the pid of its process and the arguments, so a dump is seen to be made there.
 // Header-only: the helper service binary uses it too.
 #pragma once
 
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 #include <android/binder_parcel.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -35,11 +37,22 @@ inline binder_status_t onTransact(AIBinder*, transaction_code_t code, const APar
     if (st != STATUS_OK) return st;
     return AParcel_writeStrongBinder(out, got);
 }
+inline binder_status_t onDump(AIBinder*, int fd, const char** args, uint32_t numArgs) {
+    std::string text = std::to_string(getpid());
+    for (uint32_t i = 0; i < numArgs; ++i) text += std::string(" ") + args[i];
+    return write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size())
+                   ? STATUS_OK
+                   : STATUS_UNKNOWN_ERROR;
+}
 }  // namespace detail
 
 inline const AIBinder_Class* mirrorClass() {
-    static AIBinder_Class* const clazz = AIBinder_Class_define(
-            kDescriptor, detail::onCreate, detail::onDestroy, detail::onTransact);
+    static AIBinder_Class* const clazz = [] {
+        AIBinder_Class* c = AIBinder_Class_define(kDescriptor, detail::onCreate, detail::onDestroy,
+                                                  detail::onTransact);
+        AIBinder_Class_setOnDump(c, detail::onDump);
+        return c;
+    }();
     return clazz;
 }
 
@@ -56,28 +69,20 @@ struct Reflection {
 // Sends `binder` through the mirror `mirrorBinder` and returns what came back.
 inline Reflection reflect(AIBinder* mirrorBinder, AIBinder* binder) {
     Reflection r;
-    if (!AIBinder_associateClass(mirrorBinder, mirrorClass())) {
-        r.status = STATUS_BAD_TYPE;
-        return r;
-    }
     AParcel* in = nullptr;
-    r.status = AIBinder_prepareTransaction(mirrorBinder, &in);
-    if (r.status != STATUS_OK) return r;
-    r.status = AParcel_writeStrongBinder(in, binder);
-    if (r.status != STATUS_OK) {
-        AParcel_delete(in);
+    if (!AIBinder_associateClass(mirrorBinder, mirrorClass()) ||
+        AIBinder_prepareTransaction(mirrorBinder, &in) != STATUS_OK) {
         return r;
     }
+    r.status = AParcel_writeStrongBinder(in, binder);
     AParcel* out = nullptr;
-    r.status = AIBinder_transact(mirrorBinder, kReflect, &in, &out, 0);
+    if (r.status == STATUS_OK) r.status = AIBinder_transact(mirrorBinder, kReflect, &in, &out, 0);
     AParcel_delete(in);  // null after a transact that took it
-    if (r.status == STATUS_OK) {
-        r.status = AParcel_readBool(out, &r.peerGotProxy);
-        AIBinder* back = nullptr;
-        if (r.status == STATUS_OK) r.status = AParcel_readStrongBinder(out, &back);
-        r.back.set(back);
-    }
-    AParcel_delete(out);
+    const ndk::ScopedAParcel reply(out);
+    AIBinder* back = nullptr;
+    if (r.status == STATUS_OK) r.status = AParcel_readBool(out, &r.peerGotProxy);
+    if (r.status == STATUS_OK) r.status = AParcel_readStrongBinder(out, &back);
+    r.back.set(back);
     return r;
 }
 

@@ -3,7 +3,6 @@
 // endless frames; and a fixture with a service process for such peers to attack.
 #pragma once
 
-#include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
 #include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <errno.h>
@@ -12,6 +11,7 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -24,7 +24,8 @@
 #include <vector>
 
 #include "binder_internal.h"
-#include "support/echo_jorv.h"
+#include "service_dir.h"
+#include "support/jorv_endpoint.h"
 #include "support/test_env.h"
 #include "wire.h"
 
@@ -77,7 +78,16 @@ inline Bytes transactionFrame(uint64_t txnId, uint64_t target, uint32_t code, co
 // A raw client connection to a service socket.
 class RawConnection {
 public:
-    explicit RawConnection(const std::string& path) : fd_(connectUnix(path)) {}
+    explicit RawConnection(const std::string& path) {
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        if (path.size() >= sizeof(addr.sun_path)) return;
+        std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+        fd_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (fd_.ok() && connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) {
+            fd_.reset();
+        }
+    }
 
     bool ok() const { return fd_.ok(); }
     bool send(const Bytes& b) const { return sendAll(b) == 0; }
@@ -100,68 +110,56 @@ public:
         return ioctl(fd_, SIOCOUTQ, &queued) == 0 && queued == 0;
     }
 
-    // True once the service has closed its end (anything it sent first is discarded).
-    bool closedByPeer(std::chrono::milliseconds timeout = kLongTimeout) const {
-        char buf[4096];
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (std::chrono::steady_clock::now() < deadline) {
-            pollfd p{fd_, POLLIN, 0};
-            if (poll(&p, 1, 50) <= 0) continue;
-            const ssize_t r = recv(fd_, buf, sizeof buf, MSG_DONTWAIT);
-            if (r == 0 || (r < 0 && errno != EAGAIN && errno != EINTR)) return true;
-        }
-        return false;
+    // True once the service has closed its end; reads nothing, so that a peer that must not look
+    // like it reads can wait for it too.
+    bool hungUp() const {
+        return waitFor([&] {
+            pollfd p{fd_, POLLRDHUP, 0};
+            return poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLRDHUP)) != 0;
+        });
     }
 
-    // As closedByPeer, but reads nothing: for a peer that must not look like it reads.
-    bool hungUp(std::chrono::milliseconds timeout = kLongTimeout) const {
-        return waitFor(
-                [&] {
-                    pollfd p{fd_, POLLRDHUP, 0};
-                    return poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLRDHUP)) != 0;
-                },
-                timeout);
-    }
-
-    // Reads one whole frame; nullopt on close or timeout.
-    std::optional<Bytes> readFrame(std::chrono::milliseconds timeout = kLongTimeout) const {
+    // Reads frames until the reply to `txnId` arrives (others, e.g. reference counts, are
+    // skipped); nullopt on close or timeout.
+    std::optional<Bytes> reply(uint64_t txnId) const {
+        const auto deadline = std::chrono::steady_clock::now() + kLongTimeout;
+        constexpr size_t kReplyAt = kFrameHeaderSize + sizeof(wire::ReplyHeader);
         Bytes frame(kFrameHeaderSize);
-        if (!readExactly(frame.data(), kFrameHeaderSize, timeout)) return std::nullopt;
-        const uint32_t size = peek<wire::FrameHeader>(frame, 0).size;
-        if (size < kFrameHeaderSize || size > (64u << 20)) return std::nullopt;
-        frame.resize(size);
-        if (!readExactly(frame.data() + kFrameHeaderSize, size - kFrameHeaderSize, timeout)) {
-            return std::nullopt;
-        }
-        return frame;
-    }
-
-    // Reads frames until the reply to `txnId` arrives; its status, or nullopt if none came.
-    std::optional<int32_t> replyStatus(uint64_t txnId) const {
-        while (auto frame = readFrame()) {
-            if (peek<wire::FrameHeader>(*frame, 0).type != wire::kReply) continue;  // e.g. refs
-            if (frame->size() < kFrameHeaderSize + sizeof(wire::ReplyHeader)) return std::nullopt;
-            const auto reply = peek<wire::ReplyHeader>(*frame, kFrameHeaderSize);
-            if (reply.txnId == txnId) return reply.status;
+        while (readExactly(frame.data(), kFrameHeaderSize, deadline)) {
+            const auto header = peek<wire::FrameHeader>(frame, 0);
+            if (header.size < kFrameHeaderSize || header.size > (64u << 20)) return std::nullopt;
+            frame.resize(header.size);
+            if (!readExactly(frame.data() + kFrameHeaderSize, header.size - kFrameHeaderSize,
+                             deadline)) {
+                return std::nullopt;
+            }
+            if (header.type == wire::kReply && frame.size() >= kReplyAt &&
+                peek<wire::ReplyHeader>(frame, kFrameHeaderSize).txnId == txnId) {
+                return frame;
+            }
+            frame.resize(kFrameHeaderSize);
         }
         return std::nullopt;
     }
 
+    std::optional<int32_t> replyStatus(uint64_t txnId) const {
+        const auto frame = reply(txnId);
+        if (!frame) return std::nullopt;
+        return peek<wire::ReplyHeader>(*frame, kFrameHeaderSize).status;
+    }
+
 private:
-    bool readExactly(uint8_t* to, size_t n, std::chrono::milliseconds timeout) const {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
+    bool readExactly(uint8_t* to, size_t n, std::chrono::steady_clock::time_point deadline) const {
         while (n > 0) {
             if (std::chrono::steady_clock::now() >= deadline) return false;
             pollfd p{fd_, POLLIN, 0};
             if (poll(&p, 1, 50) <= 0) continue;
             const ssize_t r = recv(fd_, to, n, MSG_DONTWAIT);
-            if (r == 0) return false;
-            if (r < 0) {
-                if (errno == EAGAIN || errno == EINTR) continue;
-                return false;
+            if (r == 0 || (r < 0 && errno != EAGAIN && errno != EINTR)) return false;
+            if (r > 0) {
+                to += r;
+                n -= static_cast<size_t>(r);
             }
-            to += r;
-            n -= static_cast<size_t>(r);
         }
         return true;
     }
@@ -171,17 +169,12 @@ private:
 
 // A helper service process, the path of its socket for raw peers, and a well-behaved runtime
 // client of it that must keep being served whatever the raw peers do.
-class RawPeerTest : public HostBinderTest {
+class RawPeerTest : public ChildJorvTest {
 protected:
     void SetUp() override {
-        child_ = std::make_unique<ChildService>(jorvInstance(), dir());
-        ASSERT_TRUE(child_->start());
-        const auto sockets = socketsIn(dir());
-        ASSERT_EQ(sockets.size(), 1u) << "expected only the helper's socket in " << dir();
-        socket_ = sockets[0];
-        jorv_ = jorv::IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
-        ASSERT_NE(jorv_, nullptr);
+        ChildJorvTest::SetUp();
+        if (HasFatalFailure()) return;
+        socket_ = hostbinder::socketPath(dir(), instance_.c_str());
         ASSERT_TRUE(callWorks(*jorv_));
         childFds_ = countFds(child_->pid());
     }
@@ -199,7 +192,7 @@ protected:
         ASSERT_TRUE(child_->running()) << "the service process died";
         EXPECT_TRUE(callWorks(*jorv_)) << "an unrelated connection was affected";
         auto fresh = jorv::IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(child_->instance().c_str())));
+                ndk::SpAIBinder(AServiceManager_checkService(instance_.c_str())));
         ASSERT_NE(fresh, nullptr);
         EXPECT_TRUE(callWorks(*fresh));
     }
@@ -210,9 +203,7 @@ protected:
                 << "service fds " << countFds(child_->pid()) << " > " << childFds_;
     }
 
-    std::unique_ptr<ChildService> child_;
     std::string socket_;
-    std::shared_ptr<jorv::IJorv> jorv_;
     int childFds_ = 0;
 };
 

@@ -6,7 +6,6 @@
 #include <android/binder_ibinder.h>
 #include <sys/types.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -26,12 +25,6 @@ public:
         std::thread::id thread;
         pid_t callingPid = 0;
     };
-
-    explicit RecordingCallback(std::shared_ptr<std::atomic<bool>> destroyed = nullptr)
-        : destroyed_(std::move(destroyed)) {}
-    ~RecordingCallback() override {
-        if (destroyed_) destroyed_->store(true);
-    }
 
     // Runs inside onCallback after the delivery is recorded (e.g. to block or call back).
     using Hook = std::function<ndk::ScopedAStatus(const std::vector<jorv::JorvRequestData>&)>;
@@ -60,7 +53,6 @@ public:
     }
 
 private:
-    std::shared_ptr<std::atomic<bool>> destroyed_;
     mutable std::mutex mu_;
     std::vector<Delivery> deliveries_;
     Hook hook_;

@@ -6,12 +6,11 @@
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -73,16 +72,6 @@ std::vector<std::string> socketsIn(const std::string& dir) {
     return found;
 }
 
-android::base::unique_fd connectUnix(const std::string& path) {
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(addr.sun_path)) return {};
-    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    android::base::unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (fd.ok() && connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) != 0) fd.reset();
-    return fd;
-}
-
 pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix,
                 const std::vector<std::string>& extra) {
     std::vector<std::string> env;
@@ -118,79 +107,57 @@ std::string jorvInstance(const std::string& name) {
     return std::string(aidl::vendor::vemra::hardware::jorv::IJorv::descriptor) + "/" + name;
 }
 
-// --- ServiceDir ------------------------------------------------------------------------------
+// --- HostBinderTest --------------------------------------------------------------------------
 
-ServiceDir::ServiceDir() {
+HostBinderTest::HostBinderTest() {
     char tmpl[] = "/tmp/hbtest-XXXXXX";
     const char* made = mkdtemp(tmpl);
     if (made == nullptr) {
         ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
         return;
     }
-    path_ = made;
-    HostBinder_setServiceDir(path_.c_str());
-    setenv("HOSTBINDER_DIR", path_.c_str(), 1);
+    dir_ = made;
+    HostBinder_setServiceDir(dir_.c_str());
+    setenv("HOSTBINDER_DIR", dir_.c_str(), 1);
 }
 
-ServiceDir::~ServiceDir() {
-    if (path_.empty()) return;
+HostBinderTest::~HostBinderTest() {
+    unpublishAll();
+    if (dir_.empty()) return;
     std::error_code ec;
-    std::filesystem::remove_all(path_, ec);
+    std::filesystem::remove_all(dir_, ec);
 }
 
-// --- LocalServices ---------------------------------------------------------------------------
-
-::testing::AssertionResult LocalServices::publish(const ndk::SpAIBinder& binder,
-                                                  const std::string& instance) {
+::testing::AssertionResult HostBinderTest::publish(const ndk::SpAIBinder& binder,
+                                                   const std::string& instance) {
     const binder_exception_t ex = AServiceManager_addService(binder.get(), instance.c_str());
     if (ex != EX_NONE) {
         return ::testing::AssertionFailure() << "addService(" << instance << ") = " << ex;
     }
-    instances_.push_back(instance);
+    published_.push_back(instance);
     return ::testing::AssertionSuccess();
 }
 
-binder_status_t LocalServices::kill(const std::string& instance) {
-    for (auto it = instances_.begin(); it != instances_.end(); ++it) {
-        if (*it == instance) {
-            instances_.erase(it);
-            break;
-        }
-    }
+binder_status_t HostBinderTest::unpublish(const std::string& instance) {
+    published_.erase(std::remove(published_.begin(), published_.end(), instance), published_.end());
     return HostBinder_killService(instance.c_str());
 }
 
-void LocalServices::killAll() {
-    for (const auto& instance : instances_) HostBinder_killService(instance.c_str());
-    instances_.clear();
+void HostBinderTest::unpublishAll() {
+    for (const auto& instance : published_) HostBinder_killService(instance.c_str());
+    published_.clear();
 }
 
 // --- ChildService ----------------------------------------------------------------------------
 
-ChildService::ChildService(std::string instance, std::string dir, Options options)
-    : instance_(std::move(instance)), dir_(std::move(dir)), options_(options) {}
-
-std::string ChildService::mirrorInstance() const {
-    return mirror::instanceFor(instance_);
-}
-
 ::testing::AssertionResult ChildService::start() {
-#ifndef HOSTBINDER_TEST_SERVICE_PATH
-    return ::testing::AssertionFailure() << "built without HOSTBINDER_TEST_SERVICE_PATH";
-#else
     if (pid_ > 0) return ::testing::AssertionFailure() << "already running as " << pid_;
-    std::vector<std::string> args = {HOSTBINDER_TEST_SERVICE_PATH, instance_, dir_};
-    if (options_.mirror) args.emplace_back("--mirror");
-    pid_ = spawnWith(args);
-    if (pid_ < 0) return ::testing::AssertionFailure() << "cannot start " << args[0];
-
-    auto published = [](const std::string& name) {
-        ndk::SpAIBinder b(AServiceManager_checkService(name.c_str()));
-        return b.get() != nullptr;
-    };
+    pid_ = spawnWith({HOSTBINDER_TEST_SERVICE_PATH, instance_, dir_}, "", {});
+    if (pid_ < 0) return ::testing::AssertionFailure() << "cannot start the helper service";
+    // The mirror is published last.
+    const std::string last = mirror::instanceFor(instance_);
     const bool up = waitFor([&] {
-        if (!running()) return true;
-        return published(instance_) && (!options_.mirror || published(mirrorInstance()));
+        return !running() || ndk::SpAIBinder(AServiceManager_checkService(last.c_str())).get();
     });
     if (!up || pid_ <= 0) {
         kill();
@@ -198,7 +165,6 @@ std::string ChildService::mirrorInstance() const {
                << "helper service for " << instance_ << (up ? " exited early" : " never appeared");
     }
     return ::testing::AssertionSuccess();
-#endif
 }
 
 bool ChildService::running() {
@@ -214,9 +180,7 @@ bool ChildService::running() {
 void ChildService::kill(int sig) {
     if (pid_ <= 0) return;
     ::kill(pid_, sig);
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
+    waitExit(pid_);
     pid_ = -1;
 }
 

@@ -2,7 +2,6 @@
 // condition polling, fd/thread accounting, and helper service processes.
 #pragma once
 
-#include <android-base/unique_fd.h>
 #include <android/binder_auto_utils.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -35,19 +34,16 @@ bool waitFor(Pred&& pred, std::chrono::milliseconds timeout = kLongTimeout) {
 // Open descriptors / live threads of a process (this one by default), from /proc.
 int countFds(pid_t pid = 0);
 int countThreads(pid_t pid = 0);
-// Resident memory of a process (this one by default) in KiB, from /proc; -1 when unknown.
-long residentKb(pid_t pid = 0);
+// Resident memory of a process in KiB, from /proc; -1 when unknown.
+long residentKb(pid_t pid);
 
 // Paths of the Unix-domain sockets directly inside `dir`.
 std::vector<std::string> socketsIn(const std::string& dir);
 
-// A connected AF_UNIX stream socket to `path`, or none.
-android::base::unique_fd connectUnix(const std::string& path);
-
 // Starts `args` with this process's environment, less the variables whose "NAME=value" starts with
-// `dropPrefix` (none when empty), plus `extra`; the child's pid, or -1.
-pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix = "",
-                const std::vector<std::string>& extra = {});
+// `dropPrefix`, plus `extra`; the child's pid, or -1.
+pid_t spawnWith(std::vector<std::string> args, const std::string& dropPrefix,
+                const std::vector<std::string>& extra);
 // Waits, bounded, for `pid` to exit: its exit code, or -1 when it was signalled or had to be
 // killed.
 int waitExit(pid_t pid);
@@ -55,54 +51,18 @@ int waitExit(pid_t pid);
 // Instance name the interface would be registered under on a device.
 std::string jorvInstance(const std::string& name = "default");
 
-// A fresh private service directory for this process (and, via HOSTBINDER_DIR, for the children
-// it starts); removed with everything in it on destruction.
-class ServiceDir {
-public:
-    ServiceDir();
-    ~ServiceDir();
-    ServiceDir(const ServiceDir&) = delete;
-    ServiceDir& operator=(const ServiceDir&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
-// Services this process publishes in a test; killed (HostBinder_killService) on destruction so
-// that no test leaks a listening socket or a served object into the next one.
-class LocalServices {
-public:
-    LocalServices() = default;
-    ~LocalServices() { killAll(); }
-    LocalServices(const LocalServices&) = delete;
-    LocalServices& operator=(const LocalServices&) = delete;
-
-    ::testing::AssertionResult publish(const ndk::SpAIBinder& binder, const std::string& instance);
-    // Kills one service and forgets it; returns the runtime's answer.
-    binder_status_t kill(const std::string& instance);
-    void killAll();
-
-private:
-    std::vector<std::string> instances_;
-};
-
 // The helper service binary (tests/hostbinder/service) running as a child process that publishes
-// an EchoJorv under `instance`. Killed and reaped on destruction.
+// an EchoJorv under `instance` and the binder mirror (support/mirror.h) beside it. Killed and
+// reaped on destruction.
 class ChildService {
 public:
-    struct Options {
-        bool mirror = false;  // also publish the binder mirror (support/mirror.h)
-    };
-
-    ChildService(std::string instance, std::string dir, Options options);
-    ChildService(std::string instance, std::string dir) : ChildService(instance, dir, Options{}) {}
+    ChildService(std::string instance, std::string dir)
+        : instance_(std::move(instance)), dir_(std::move(dir)) {}
     ~ChildService() { kill(); }
     ChildService(const ChildService&) = delete;
     ChildService& operator=(const ChildService&) = delete;
 
-    // Spawns the process and waits until its service answers AServiceManager_checkService.
+    // Spawns the process and waits until both its services answer AServiceManager_checkService.
     ::testing::AssertionResult start();
     // Sends `sig` and reaps the process; does nothing when not running.
     void kill(int sig = SIGKILL);
@@ -111,22 +71,30 @@ public:
 
     pid_t pid() const { return pid_; }
     const std::string& instance() const { return instance_; }
-    std::string mirrorInstance() const;
 
 private:
     std::string instance_;
     std::string dir_;
-    Options options_;
     pid_t pid_ = -1;
 };
 
-// Base fixture: private service directory, in-process services cleaned up at the end.
+// Base fixture: a fresh private service directory for this process (and, via HOSTBINDER_DIR, for
+// the children it starts), removed with everything in it at the end; services the test publishes
+// are killed first, so that no test leaks a listening socket or a served object into the next.
 class HostBinderTest : public ::testing::Test {
 protected:
-    const std::string& dir() const { return dir_.path(); }
+    HostBinderTest();
+    ~HostBinderTest() override;
 
-    ServiceDir dir_;
-    LocalServices local_;
+    const std::string& dir() const { return dir_; }
+    ::testing::AssertionResult publish(const ndk::SpAIBinder& binder, const std::string& instance);
+    // Kills one published service; returns the runtime's answer.
+    binder_status_t unpublish(const std::string& instance);
+    void unpublishAll();
+
+private:
+    std::string dir_;
+    std::vector<std::string> published_;
 };
 
 // Runs `fn` on a new thread and reports when it finished, so a test can wait on it with a
@@ -156,7 +124,6 @@ public:
     bool waitDone(std::chrono::milliseconds timeout = kLongTimeout) const {
         return waitFor([this] { return done(); }, timeout);
     }
-    std::thread::id id() const { return thread_.get_id(); }
 
 private:
     std::shared_ptr<std::atomic<bool>> done_;
