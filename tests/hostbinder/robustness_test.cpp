@@ -8,6 +8,7 @@
 #include <android/binder_parcel_utils.h>
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -291,6 +292,16 @@ std::optional<Clock::duration> oneWayDelay(IJorv& jorv, int32_t id) {
 
 class HostilePeerTest : public RawPeerTest {
 protected:
+    // Both processes hold a descriptor per connection; the service inherits the raised limit, so
+    // it is raised before any test starts one.
+    static void SetUpTestSuite() {
+        getrlimit(RLIMIT_NOFILE, &savedFdLimit_);
+        rlimit raised = savedFdLimit_;
+        raised.rlim_cur = raised.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &raised);
+    }
+    static void TearDownTestSuite() { setrlimit(RLIMIT_NOFILE, &savedFdLimit_); }
+
     // Resident memory and threads of the service within bounds.
     void expectServiceBounded() {
         const long resident = residentKb(child_->pid());
@@ -300,14 +311,24 @@ protected:
         }
         EXPECT_LT(countThreads(child_->pid()), kMaxServiceThreads);
     }
+
+    static rlimit savedFdLimit_;
 };
 
-// Hundreds of idle peers, some stalled inside a frame (half a header, or 16 bytes of one
-// announced at the largest size), then a peer that pipelines calls and never reads the replies:
+rlimit HostilePeerTest::savedFdLimit_{};
+
+// Ten thousand idle peers, a hundred of them stalled inside a frame (half a header, or 16 bytes of
+// one announced at the largest size), then a peer that pipelines calls and never reads the replies:
 // the service holds them all without a thread or a frame's worth of memory each, cuts the flooder
 // off, and keeps answering everybody else promptly.
 TEST_F(HostilePeerTest, HoardersAndAPeerThatNeverReadsCostLittle) {
-    constexpr int kIdle = 300;
+    constexpr int kIdle = 10000;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < kIdle + 256) {
+        GTEST_SKIP() << "needs RLIMIT_NOFILE of at least " << kIdle + 256 << ", has "
+                     << limit.rlim_cur;
+    }
     Bytes stall;
     put(stall, wire::FrameHeader{16u << 20, wire::kTransaction});
     put<uint64_t>(stall, 1);
@@ -316,7 +337,7 @@ TEST_F(HostilePeerTest, HoardersAndAPeerThatNeverReadsCostLittle) {
     for (int i = 0; i < kIdle; ++i) {
         idle.push_back(std::make_unique<RawConnection>(socket_));
         ASSERT_TRUE(idle.back()->ok()) << "connect " << i;
-        ASSERT_TRUE(i % 10 != 0 || idle.back()->send(i % 20 == 0 ? stall : halfHeader));
+        ASSERT_TRUE(i % 100 != 0 || idle.back()->send(i % 200 == 0 ? stall : halfHeader));
     }
     // One descriptor per connection held.
     ASSERT_TRUE(waitFor([&] { return countFds(child_->pid()) >= kIdle; }));
