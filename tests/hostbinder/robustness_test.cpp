@@ -312,6 +312,20 @@ protected:
         EXPECT_LT(countThreads(child_->pid()), kMaxServiceThreads);
     }
 
+    // `count` peers that send nothing more; every hundredth stalls inside a frame, with half a
+    // header or with 16 bytes of one announced at the largest size.
+    void connectIdlePeers(int count, std::vector<std::unique_ptr<RawConnection>>* idle) {
+        Bytes stall;
+        put(stall, wire::FrameHeader{16u << 20, wire::kTransaction});
+        put<uint64_t>(stall, 1);
+        const Bytes halfHeader(stall.begin(), stall.begin() + 3);
+        for (int i = 0; i < count; ++i) {
+            idle->push_back(std::make_unique<RawConnection>(socket_));
+            ASSERT_TRUE(idle->back()->ok()) << "connect " << i;
+            ASSERT_TRUE(i % 100 != 0 || idle->back()->send(i % 200 == 0 ? stall : halfHeader));
+        }
+    }
+
     static rlimit savedFdLimit_;
 };
 
@@ -329,16 +343,8 @@ TEST_F(HostilePeerTest, HoardersAndAPeerThatNeverReadsCostLittle) {
         GTEST_SKIP() << "needs RLIMIT_NOFILE of at least " << kIdle + 256 << ", has "
                      << limit.rlim_cur;
     }
-    Bytes stall;
-    put(stall, wire::FrameHeader{16u << 20, wire::kTransaction});
-    put<uint64_t>(stall, 1);
-    const Bytes halfHeader(stall.begin(), stall.begin() + 3);
     std::vector<std::unique_ptr<RawConnection>> idle;
-    for (int i = 0; i < kIdle; ++i) {
-        idle.push_back(std::make_unique<RawConnection>(socket_));
-        ASSERT_TRUE(idle.back()->ok()) << "connect " << i;
-        ASSERT_TRUE(i % 100 != 0 || idle.back()->send(i % 200 == 0 ? stall : halfHeader));
-    }
+    ASSERT_NO_FATAL_FAILURE(connectIdlePeers(kIdle, &idle));
     // One descriptor per connection held.
     ASSERT_TRUE(waitFor([&] { return countFds(child_->pid()) >= kIdle; }));
     ASSERT_TRUE(waitFor([&] {
