@@ -2,6 +2,7 @@
 #
 #   android::log     liblog
 #   android::cutils  libcutils
+#   android::base    libbase (host-only code: the runtime, the tools, the benchmarks)
 #
 # Debian installs them outside the default linker path (<libdir>/android) with
 # their headers under /usr/include/android, so both are looked up explicitly.
@@ -44,6 +45,7 @@ endfunction()
 
 qar_import_android_lib(android::log log android-liblog-dev log/log.h)
 qar_import_android_lib(android::cutils cutils android-libcutils-dev cutils/properties.h)
+qar_import_android_lib(android::base base android-libbase-dev android-base/file.h)
 
 get_filename_component(QAR_ANDROID_LIBRARY_DIR "${QAR_ANDROID_LOG_LIBRARY}" DIRECTORY)
 unset(_qar_android_lib_hints)

@@ -16,7 +16,7 @@ packages=(
     libbenchmark-dev
     android-liblog-dev     # host build of liblog, used by the binder runtime
     android-libcutils-dev  # host build of libcutils, used by the client library
-    android-libbase-dev    # unique_fd and lock annotations for the host runtime and the tools
+    android-libbase-dev    # unique_fd, full reads and writes and lock annotations for host-only code
     binutils               # nm, for checking exported symbols
     abigail-tools          # abidw, abidiff: the ABI gate (scripts/abi-check.sh)
     aidl                   # AIDL compiler, for scripts/aidl-check.sh

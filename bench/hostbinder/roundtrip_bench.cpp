@@ -8,6 +8,7 @@
 // (--serve-child <dir>), which publishes the service and serves until killed.
 #include <aidl/vendor/vemra/hardware/jorv/BnJorv.h>
 #include <aidl/vendor/vemra/hardware/jorv/IJorv.h>
+#include <android-base/file.h>
 #include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
@@ -29,7 +30,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <type_traits>
 
 namespace {
 
@@ -86,31 +86,12 @@ private:
 const char* const kInProcessInstance = "vendor.vemra.hardware.jorv.IJorv/bench-local";
 const char* const kChildInstance = "vendor.vemra.hardware.jorv.IJorv/bench-child";
 
+using android::base::ReadFully;
+using android::base::WriteFully;
+
 // The service directory of this run and the child serving kChildInstance.
 std::string gDir;
 pid_t gChild = -1;
-
-// Moves all `n` bytes with `io` (read or write), retrying short transfers and EINTR.
-template <typename Buffer, typename Io>
-bool transferFull(int fd, Buffer* buf, size_t n, Io io) {
-    auto* p = static_cast<std::conditional_t<std::is_const_v<Buffer>, const char, char>*>(buf);
-    while (n > 0) {
-        const ssize_t done = io(fd, p, n);
-        if (done < 0 && errno == EINTR) continue;
-        if (done <= 0) return false;
-        p += done;
-        n -= static_cast<size_t>(done);
-    }
-    return true;
-}
-
-bool readFull(int fd, void* buf, size_t n) {
-    return transferFull(fd, buf, n, ::read);
-}
-
-bool writeFull(int fd, const void* buf, size_t n) {
-    return transferFull(fd, buf, n, ::write);
-}
 
 void BM_RawUnixSocketPingPong(benchmark::State& state) {
     android::base::unique_fd fds[2];
@@ -120,13 +101,13 @@ void BM_RawUnixSocketPingPong(benchmark::State& state) {
     }
     std::thread echo([fd = fds[1].get()] {
         uint32_t v;
-        while (readFull(fd, &v, sizeof v) && writeFull(fd, &v, sizeof v)) {
+        while (ReadFully(fd, &v, sizeof v) && WriteFully(fd, &v, sizeof v)) {
         }
     });
     uint32_t i = 0;
     for (auto _ : state) {
         uint32_t back = 0;
-        if (!writeFull(fds[0], &i, sizeof i) || !readFull(fds[0], &back, sizeof back) ||
+        if (!WriteFully(fds[0], &i, sizeof i) || !ReadFully(fds[0], &back, sizeof back) ||
             back != i) {
             state.SkipWithError("echo failed");
             break;

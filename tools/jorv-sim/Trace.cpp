@@ -1,5 +1,6 @@
 #include "Trace.h"
 
+#include <android-base/file.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -100,16 +101,8 @@ void Trace::addLocked(pid_t pid, std::string event) {
 // One write per event: what was written survives the process's sudden end.
 void Trace::writeLocked(const std::string& text) {
     if (mWriteError != 0) return;
-    size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t n = ::write(mFile.get(), text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            mWriteError = n < 0 ? errno : EIO;
-            return;
-        }
-        done += static_cast<size_t>(n);
-    }
+    errno = 0;
+    if (!android::base::WriteStringToFd(text, mFile)) mWriteError = errno != 0 ? errno : EIO;
 }
 
 bool Trace::stream(const std::string& path, std::string* error) {

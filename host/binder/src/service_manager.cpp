@@ -2,6 +2,7 @@
 // connection per instance is reused, so repeated look-ups give the same proxy while it lives.
 #include "service_manager.h"
 
+#include <android-base/file.h>
 #include <android-base/unique_fd.h>
 #include <android/binder_manager.h>
 #include <errno.h>
@@ -158,18 +159,6 @@ std::string manifestPath(const std::string& dir) {
     return dir + "/manifest";
 }
 
-// Appends everything `fd` has left to `text`; false on a read error.
-bool readAll(int fd, std::string* text) {
-    char buffer[4096];
-    for (;;) {
-        const ssize_t n = read(fd, buffer, sizeof(buffer));
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) return false;
-        if (n == 0) return true;
-        text->append(buffer, static_cast<size_t>(n));
-    }
-}
-
 // Whether one line of the manifest text, blanks trimmed, is `instance`.
 bool listsInstance(const std::string& text, const std::string& instance) {
     size_t begin = 0;
@@ -188,7 +177,7 @@ bool listedInManifest(const std::string& instance) {
     if (!checkServiceDir(dir)) return false;
     unique_fd fd(open(manifestPath(dir).c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
-    return fd.ok() && readAll(fd.get(), &text) && listsInstance(text, instance);
+    return fd.ok() && android::base::ReadFdToString(fd, &text) && listsInstance(text, instance);
 }
 
 }  // namespace
@@ -208,7 +197,7 @@ int listInManifest(const char* instance) {
     const mode_t mode = serviceFileMode();
     unique_fd fd(open(manifestPath(dir).c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
     std::string text;
-    if (!fd.ok() || !readAll(fd.get(), &text)) return errno;
+    if (!fd.ok() || !android::base::ReadFdToString(fd, &text)) return errno;
     // Exactly `mode` whatever the umask, for a manifest of ours (a group member's stays theirs).
     struct stat st;
     if (fstat(fd.get(), &st) == 0 && st.st_uid == geteuid() && (st.st_mode & 07777) != mode) {
@@ -217,12 +206,8 @@ int listInManifest(const char* instance) {
     if (listsInstance(text, instance)) return 0;
     std::string line = std::string(instance) + "\n";
     if (!text.empty() && text.back() != '\n') line.insert(line.begin(), '\n');
-    for (size_t done = 0; done < line.size();) {
-        const ssize_t n = write(fd.get(), line.data() + done, line.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return n < 0 ? errno : EIO;
-        done += static_cast<size_t>(n);
-    }
+    errno = 0;
+    if (!android::base::WriteStringToFd(line, fd)) return errno != 0 ? errno : EIO;
     return 0;
 }
 
