@@ -27,13 +27,15 @@ for folder in "${folders[@]}"; do
     filters+=(--filter "${folder}/")
 done
 gcovr_args=(--root . --object-directory "${build}" "${filters[@]}" --exclude-unreachable-branches)
-# gcov's complaints about files outside the filters (CMake's probes) go to a log, not the table.
-gcovr "${gcovr_args[@]}" --json-summary "${build}/summary.json" >/dev/null 2>"${build}/gcovr.log"
+outputs=(--json-summary "${build}/summary.json")
 if [[ "${1:-}" == --html ]]; then
     mkdir -p "${build}/html"
-    gcovr "${gcovr_args[@]}" --html-details "${build}/html/index.html" >/dev/null 2>>"${build}/gcovr.log"
-    echo "HTML report: ${build}/html/index.html"
+    outputs+=(--html-details "${build}/html/index.html")
 fi
+# One gcov pass for every report. gcov's complaints about files outside the filters (CMake's
+# probes) go to a log, not the table.
+gcovr "${gcovr_args[@]}" "${outputs[@]}" >/dev/null 2>"${build}/gcovr.log"
+[[ "${1:-}" == --html ]] && echo "HTML report: ${build}/html/index.html"
 
 python3 - "${build}/summary.json" "${folders[@]}" <<'PY'
 import json, sys

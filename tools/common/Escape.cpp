@@ -38,8 +38,7 @@ bool isContinuation(unsigned char byte) {
     return (byte & 0xc0) == 0x80;
 }
 
-}  // namespace
-
+// The length of the well-formed UTF-8 sequence at the start of `text`, or 0 when there is none.
 size_t utf8SequenceLength(std::string_view text) {
     if (text.empty()) return 0;
     const auto lead = static_cast<unsigned char>(text[0]);
@@ -70,6 +69,8 @@ size_t utf8SequenceLength(std::string_view text) {
     }
     return length;
 }
+
+}  // namespace
 
 std::string jsonString(std::string_view text) {
     std::string out = "\"";

@@ -20,7 +20,4 @@ std::string jsonString(std::string_view text);
 // is not printable ASCII as \xHH, so the result is one line of ASCII whatever the text holds.
 std::string quotedText(std::string_view text);
 
-// The length of the well-formed UTF-8 sequence at the start of `text`, or 0 when there is none.
-size_t utf8SequenceLength(std::string_view text);
-
 }  // namespace toolscommon

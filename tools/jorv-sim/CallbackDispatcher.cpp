@@ -1,6 +1,12 @@
 #include "CallbackDispatcher.h"
 
+#include <condition_variable>
+#include <deque>
+#include <map>
 #include <optional>
+#include <set>
+
+#include "Locking.h"
 
 namespace jorvsim {
 namespace {
@@ -118,40 +124,46 @@ size_t CallbackDispatcher::threads() const {
 }
 
 void CallbackDispatcher::deliver(const std::shared_ptr<Shared>& shared, const void* key) {
-    ::ndk::SpAIBinder binder;  // released once the entry is gone, outside the lock
-    std::deque<Notification> discarded;
-    for (;;) {
-        Notification next;
-        {
-            Lock lock(shared->lock);
-            Client& client = shared->clients.at(key);  // not busy: cleared after each callback
-            if (client.dropped) discarded.swap(client.queue);
-            if (client.queue.empty() || shared->abandoned) {
-                binder = std::move(client.binder);
-                shared->clients.erase(key);
-                --shared->running;
+    {
+        ::ndk::SpAIBinder binder;  // released once the entry is gone, outside the lock
+        std::deque<Notification> discarded;
+        for (;;) {
+            Notification next;
+            {
+                Lock lock(shared->lock);
+                Client& client = shared->clients.at(key);  // not busy: cleared after each callback
+                if (client.dropped) discarded.swap(client.queue);
+                if (client.queue.empty() || shared->abandoned) {
+                    binder = std::move(client.binder);
+                    shared->clients.erase(key);
+                    break;
+                }
+                next = std::move(client.queue.front());
+                client.queue.pop_front();
+                client.busy = true;
+                client.since = std::chrono::steady_clock::now();
                 shared->changed.notify_all();
-                return;
             }
-            next = std::move(client.queue.front());
-            client.queue.pop_front();
-            client.busy = true;
-            client.since = std::chrono::steady_clock::now();
-            shared->changed.notify_all();
+            const ::ndk::ScopedAStatus status =
+                    next.callback != nullptr
+                            ? next.callback->onCallback(next.data)
+                            : ::ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
+            bool report;
+            {
+                Lock lock(shared->lock);
+                // Left behind by stop(): whatever `report` refers to may be gone.
+                report = !shared->abandoned;
+                shared->clients.at(key).busy = false;
+                shared->changed.notify_all();
+            }
+            if (report && shared->report) shared->report(next, status);
         }
-        const ::ndk::ScopedAStatus status =
-                next.callback != nullptr ? next.callback->onCallback(next.data)
-                                         : ::ndk::ScopedAStatus::fromExceptionCode(EX_NULL_POINTER);
-        bool report;
-        {
-            Lock lock(shared->lock);
-            // Left behind by stop(): whatever `report` refers to may be gone.
-            report = !shared->abandoned;
-            shared->clients.at(key).busy = false;
-            shared->changed.notify_all();
-        }
-        if (report && shared->report) shared->report(next, status);
     }
+    // Counted out only once the client's binder and callbacks are released: when stop() sees no
+    // thread running, none still touches the binder runtime.
+    Lock lock(shared->lock);
+    --shared->running;
+    shared->changed.notify_all();
 }
 
 void CallbackDispatcher::watch(const std::shared_ptr<Shared>& shared) {

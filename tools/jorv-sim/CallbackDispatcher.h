@@ -19,16 +19,11 @@
 #include <android/binder_auto_utils.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
-#include <set>
 #include <thread>
 #include <vector>
 
-#include "Locking.h"
 #include "ModelTypes.h"
 
 namespace jorvsim {

@@ -145,15 +145,18 @@ Status Model::momentaryLocked(const JorvRequestParcel& parcel, pid_t pid, int32_
                 effects->notifications.push_back(std::move(n));
             }
             *handle = allocateHandleLocked();
-            if (mTrace != nullptr) mTrace->instant(0, "thermal levels", formatRecords(data));
-            recordLocked("thermal pid=" + std::to_string(pid) + " levels=" + formatRecords(data));
+            const std::string levels = formatRecords(data);
+            if (mTrace != nullptr) mTrace->instant(0, "thermal levels", levels);
+            recordLocked("thermal pid=" + std::to_string(pid) + " levels=" + levels);
             break;
         }
-        case RequestType::kNotification:
+        case RequestType::kNotification: {
             *handle = allocateHandleLocked();
-            if (mTrace != nullptr) mTrace->instant(pid, "notification", formatRecords(data));
-            recordLocked("notify pid=" + std::to_string(pid) + " data=" + formatRecords(data));
+            const std::string records = formatRecords(data);
+            if (mTrace != nullptr) mTrace->instant(pid, "notification", records);
+            recordLocked("notify pid=" + std::to_string(pid) + " data=" + records);
             break;
+        }
     }
     // Requests that leave nothing active still answer a callback once, with nothing to report.
     if (parcel.callback != nullptr) {

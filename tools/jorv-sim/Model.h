@@ -29,19 +29,19 @@ namespace jorvsim {
 
 // Diagnostic command codes (the id of a diagnostic request's only record).
 namespace DiagnosticCode {
-// In order from 0; 9 is unused.
+// Wire values: each is spelled out, so that moving a line cannot change the protocol.
 enum : int32_t {
-    kToDoQueue,
-    kRunMap,
-    kActiveResources,
-    kResourceRequests,
-    kResourceInfo,
-    kSceneActions,
-    kPidList,
-    kPidMonitorMap,
-    kRecordList,
+    kToDoQueue = 0,
+    kRunMap = 1,
+    kActiveResources = 2,
+    kResourceRequests = 3,
+    kResourceInfo = 4,
+    kSceneActions = 5,
+    kPidList = 6,
+    kPidMonitorMap = 7,
+    kRecordList = 8,
     kHistoryOn = 10,
-    kHistoryOff,
+    kHistoryOff = 11,
 };
 }  // namespace DiagnosticCode
 

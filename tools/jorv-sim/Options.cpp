@@ -203,9 +203,7 @@ std::string applyValued(const std::string& flag, OptionValue& value, Options& o,
 
 // Applies a flag without a value; false when `flag` is none of them.
 bool applySwitch(const std::string& flag, Options& o) {
-    if (flag == "-h" || flag == "--help") {
-        o.help = true;
-    } else if (flag == "--no-declare") {
+    if (flag == "--no-declare") {
         o.declare = false;
     } else if (flag == "--history-off") {
         o.model.historyEnabled = false;
@@ -229,6 +227,11 @@ ParsedOptions parseOptions(const std::vector<std::string>& args) {
         if (const size_t eq = flag.find('='); flag.rfind("--", 0) == 0 && eq != std::string::npos) {
             inlineValue = flag.substr(eq + 1);
             flag.resize(eq);
+        }
+        // Help wins whatever follows it, even a value.
+        if (flag == "-h" || flag == "--help") {
+            parsed.options.help = true;
+            continue;
         }
         OptionValue value(args, &i, std::move(inlineValue));
         if (!value.given() && applySwitch(flag, parsed.options)) continue;

@@ -121,10 +121,10 @@ void Simulator::apply(Effects effects) {
 
 void Simulator::reportCallback(const Notification& notification,
                                const ::ndk::ScopedAStatus& status) {
-    mTranscript.callback(notification.handle, notification.data, formatStatus(status));
+    const std::string outcome = formatStatus(status);
+    mTranscript.callback(notification.handle, notification.data, outcome);
     if (mTrace != nullptr) {
-        mTrace->callback(notification.handle,
-                         formatRecords(notification.data) + " -> " + formatStatus(status));
+        mTrace->callback(notification.handle, formatRecords(notification.data) + " -> " + outcome);
     }
     if (status.getExceptionCode() == EX_TRANSACTION_FAILED &&
         status.getStatus() == STATUS_DEAD_OBJECT) {

@@ -71,6 +71,15 @@ std::string Trace::headLocked() const {
            ",\"traceEvents\":[\n" + processName(mSelf, "jorv-sim");
 }
 
+std::string Trace::bodyLocked() const {
+    std::string out = headLocked();
+    for (const pid_t pid : mClients) {
+        out += ",\n" + processName(pid, "client " + std::to_string(pid));
+    }
+    for (const std::string& event : mEvents) out += ",\n" + event;
+    return out;
+}
+
 std::string Trace::tailLocked() const {
     std::string out;
     const TimePoint now = mClock.now();
@@ -112,11 +121,7 @@ bool Trace::stream(const std::string& path, std::string* error) {
         *error = "cannot write the trace to " + path + ": " + std::strerror(errno);
         return false;
     }
-    writeLocked(headLocked());
-    for (const pid_t pid : mClients) {
-        writeLocked(",\n" + processName(pid, "client " + std::to_string(pid)));
-    }
-    for (const std::string& event : mEvents) writeLocked(",\n" + event);
+    writeLocked(bodyLocked());
     mEvents.clear();
     if (mWriteError == 0) return true;
     *error = "cannot write the trace to " + path + ": " + std::strerror(mWriteError);
@@ -209,12 +214,7 @@ void Trace::death(int32_t handle, const std::string& detail) {
 
 std::string Trace::json() const {
     Lock lock(mLock);
-    std::string out = headLocked();
-    for (const pid_t pid : mClients) {
-        out += ",\n" + processName(pid, "client " + std::to_string(pid));
-    }
-    for (const std::string& event : mEvents) out += ",\n" + event;
-    return out + tailLocked();
+    return bodyLocked() + tailLocked();
 }
 
 }  // namespace jorvsim

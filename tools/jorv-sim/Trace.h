@@ -77,6 +77,8 @@ private:
 
     int64_t micros(TimePoint at) const;
     std::string headLocked() const REQUIRES(mLock);
+    // The head, the clients' track names and the events kept in memory so far.
+    std::string bodyLocked() const REQUIRES(mLock);
     std::string tailLocked() const REQUIRES(mLock);
     // Names the track of a client seen for the first time.
     void noteClientLocked(pid_t pid) REQUIRES(mLock);

@@ -19,8 +19,16 @@ def load(path):
     try:
         return json.loads(text), "stopped"
     except json.JSONDecodeError:
-        # Every event is written whole, one line each: only the closing text is missing.
-        return json.loads(text.rstrip().rstrip(",") + "\n]}"), "killed"
+        pass
+    # Killed: each event is one line, so only the closing text is missing, or at worst the last
+    # line was cut short by the kill and goes.
+    whole = text.rstrip()
+    for kept in (whole, whole[: whole.rfind("\n")]):
+        try:
+            return json.loads(kept.rstrip().rstrip(",") + "\n]}"), "killed"
+        except json.JSONDecodeError:
+            continue
+    sys.exit(f"{path}: not a jorv-sim trace")
 
 
 def main(argv):

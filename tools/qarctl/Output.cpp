@@ -2,11 +2,19 @@
 
 #include <cstdio>
 
+// By relative path: the device build puts no tools folder on the include path.
 #include "../common/Escape.h"
 
 namespace qarctl {
 
 namespace {
+
+// The 32-bit pattern of `value` as 0x and eight hex digits.
+std::string hex32(int32_t value) {
+    char buffer[16];
+    snprintf(buffer, sizeof(buffer), "0x%08x", static_cast<uint32_t>(value));
+    return buffer;
+}
 
 using toolscommon::jsonString;
 
@@ -30,17 +38,13 @@ std::pair<std::string, std::string> renderResources(const Range& resources) {
 }  // namespace
 
 std::string idText(int32_t id) {
-    if (id < 0) return std::to_string(id);
-    char buffer[16];
-    snprintf(buffer, sizeof(buffer), "0x%08x", static_cast<uint32_t>(id));
-    return buffer;
+    return id < 0 ? std::to_string(id) : hex32(id);
 }
 
 std::string resourceText(const QarClient::Resource& resource) {
     // Resource ids are opcodes with the top bit often set: always their 32-bit pattern.
-    char id[16];
-    snprintf(id, sizeof(id), "0x%08x", static_cast<uint32_t>(resource.id));
-    return resource.value ? id + ("=" + *resource.value) : std::string(id);
+    const std::string id = hex32(resource.id);
+    return resource.value ? id + "=" + *resource.value : id;
 }
 
 Fields& Fields::add(const std::string& name, int64_t value) {
