@@ -14,6 +14,7 @@
 #include "halclient/JorvCallbackClient.h"
 #include "support/FuzzSupport.h"
 #include "support/RecordingCallbacks.h"
+#include "support/ServiceEnv.h"
 
 namespace {
 
@@ -113,13 +114,7 @@ void fuzzOne(FuzzedDataProvider& p) {
 
     const std::weak_ptr<JorvCallbackClient> watched = client;
     client.reset();
-    Registry dropped;
-    {
-        // Dropped after the lock is let go, as the library does: their destructors log.
-        hal::RequestCallbacksLock lock;
-        dropped.swap(hal::requestCallbacks());
-    }
-    dropped.clear();
+    qartest::resetCallbackRegistries();
     check(watched.expired(), "the library kept a reference to a callback client");
 }
 

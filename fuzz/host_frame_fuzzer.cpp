@@ -33,7 +33,6 @@ constexpr size_t kMaxSend = 64 * 1024;
 constexpr auto kCloseTimeout = std::chrono::seconds(20);
 
 struct Fixture {
-    FakeJorv* service = nullptr;
     std::shared_ptr<aidl::vendor::vemra::hardware::jorv::IJorv> client;  // must keep being served
     std::string socketPath;
     int baselineFds = 0;
@@ -98,12 +97,12 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     qarfuzz::discardLogs();
     std::string dir;
     gFixture = new Fixture;
-    gFixture->service = &qarfuzz::publishFakeService(&dir);
+    FakeJorv& service = qarfuzz::publishFakeService(&dir);
     // Answers every call at once with the handle it was given (if any) and calls back any callback
     // it is given: such a callback normally lives behind the very connection being fuzzed, which
     // never answers, so the call ends when that connection does.
-    gFixture->service->setRecording(false);
-    gFixture->service->setScript([](const qartest::Call& call) {
+    service.setRecording(false);
+    service.setScript([](const qartest::Call& call) {
         qartest::Answer answer = qartest::Answer::ok(call.ints.empty() ? 1 : call.ints[0]);
         answer.callBack = std::vector<qartest::JorvRequestData>(1);
         return answer;
@@ -123,7 +122,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(sendAndAwaitClose(data, std::min(size, kMaxSend)),
           "the service kept a connection open after its client ended");
     ++gFixture->inputs;
-    gFixture->service->takeAnswered();
     check(stillServing(), "the service stopped serving its well-formed client");
     check(qartest::waitFor([] { return countConnectionFds() <= gFixture->baselineFds; },
                            kCloseTimeout),

@@ -59,15 +59,17 @@ void checkBuilders(const std::string& payload, int32_t level) {
     const auto upgrade = getGameUpgradeList(0, 0, level, 0, 0, payload);
     check(upgrade.size() ==
           static_cast<size_t>(level >= 1) + static_cast<size_t>(!payload.empty()));
-    for (const auto& list : {getTargetLoadList(payload), getColocationList(payload),
-                             getGameAdpList(payload), upgrade}) {
-        for (const auto& r : list) check(r.value.has_value());
+    const auto targetLoad = getTargetLoadList(payload);
+    const auto colocation = getColocationList(payload);
+    const auto gameAdp = getGameAdpList(payload);
+    for (const auto* list : {&targetLoad, &colocation, &gameAdp, &upgrade}) {
+        for (const auto& r : *list) check(r.value.has_value());
     }
-    for (const auto& r : getTargetLoadList(payload)) check(!stringUtils::contains(*r.value, ","));
-    for (const auto& r : getColocationList(payload)) {
+    for (const auto& r : targetLoad) check(!stringUtils::contains(*r.value, ","));
+    for (const auto& r : colocation) {
         check(r.id == 0x01011040 || r.id == 0x01010FB0 || r.id == 0x01010FC0);
     }
-    for (const auto& r : getGameAdpList(payload)) {
+    for (const auto& r : gameAdp) {
         check(stringUtils::trim(*r.value, stringUtils::WHITESPACE) == *r.value);
     }
 }

@@ -5,8 +5,8 @@
 #include <hostbinder/control.h>
 #include <stdlib.h>
 
-#include <cstdlib>
 #include <filesystem>
+#include <string>
 
 #include "FuzzSupport.h"
 #include "support/ServiceEnv.h"
@@ -18,11 +18,12 @@ qartest::FakeJorv& publishFakeService(std::string* dir) {
     check(mkdtemp(pattern) != nullptr, "cannot create a service directory");
     HostBinder_setServiceDir(pattern);
     HostBinder_declareInstance(qartest::kInstance);
-    std::atexit([] {
-        char path[64] = {};
-        HostBinder_getServiceDir(path, sizeof(path));
+    // Outlives the handler: it was constructed before the handler was registered.
+    static std::string serviceDir;
+    serviceDir = pattern;
+    atexit([] {
         std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
+        std::filesystem::remove_all(serviceDir, ignored);
     });
     if (dir != nullptr) *dir = pattern;
     ABinderProcess_startThreadPool();

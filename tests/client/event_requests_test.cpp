@@ -28,9 +28,7 @@ extern "C" void atrace_end_body() {
 namespace qartest {
 namespace {
 
-using EventRequestTest = EventApiTest;
-
-TEST_F(EventRequestTest, OneWayCarriesItsHandleAndCaller) {
+TEST_F(FakeServiceTest, OneWayCarriesItsHandleAndCaller) {
     const int32_t handle = QarEventAcquireOneWay(7, "p", "i", 30, {{5, "1"}, {6, std::nullopt}});
     ASSERT_GT(handle, 0);
     ASSERT_TRUE(fake->waitForCalls(1));
@@ -49,7 +47,7 @@ TEST_F(EventRequestTest, OneWayCarriesItsHandleAndCaller) {
     EXPECT_FALSE(qarHalConnected());
 }
 
-TEST_F(EventRequestTest, TraceMarkersOnlyWithTagZero) {
+TEST_F(FakeServiceTest, TraceMarkersOnlyWithTagZero) {
     const std::string longPkg(2000, 'p');
     gTraceTags = ~uint64_t{1};
     QarEventAcquire(5, "p", "", 10, {});

@@ -29,17 +29,14 @@ public:
 
 TEST(JorvDelegatorTest, HandsEachCallToTheSameMethodOfTheImplementation) {
     auto fake = ndk::SharedRefBase::make<FakeJorv>();
-    std::shared_ptr<IJorv> delegator = ndk::SharedRefBase::make<IJorv::DefaultDelegator>(fake);
+    std::shared_ptr<IJorv> d = ndk::SharedRefBase::make<IJorv::DefaultDelegator>(fake);
     auto callback = ndk::SharedRefBase::make<SilentCallback>();
     JorvRequestParcel parcel;
     parcel.param0 = 5;
-    JorvRequestData item;
-    item.id = 9;
     int32_t out = 0;
     std::string text;
     std::vector<JorvRequestData> data;
 
-    auto& d = delegator;
     const std::vector<std::pair<std::function<::ndk::ScopedAStatus()>, const char*>> calls = {
             {[&] { return d->init(); }, "init"},
             {[&] { return d->request(parcel, &out); }, "request type=0 p0=5"},
@@ -58,7 +55,7 @@ TEST(JorvDelegatorTest, HandsEachCallToTheSameMethodOfTheImplementation) {
              "thermalListeningUnregister 13"},
             {[&] { return d->reserved10(); }, "reserved10"},
             {[&] { return d->setRelatedSysInfo(14, "info", &out); }, "setRelatedSysInfo 14 'info'"},
-            {[&] { return d->ruleCtl(15, 16, {item}, &out); }, "ruleCtl 15 16 9"},
+            {[&] { return d->ruleCtl(15, 16, {entry(9)}, &out); }, "ruleCtl 15 16 9"},
             {[&] { return d->requestOneWay(parcel); }, "requestOneWay type=0 p0=5"},
     };
     for (const auto& [call, sent] : calls) {

@@ -13,12 +13,11 @@ namespace {
 
 constexpr int32_t kPowerId = 0x1011670;
 
-using EventQueryTest = EventApiTest;
 using StateQueryTest = FakeServiceTest;
 using Strings = std::vector<std::string>;
 using PathMap = std::map<std::string, std::string>;
 
-TEST_F(EventQueryTest, MultiResourceTakesTheFirstAnswerWithAValue) {
+TEST_F(FakeServiceTest, MultiResourceTakesTheFirstAnswerWithAValue) {
     std::vector<Resource> res = {{1, ""}, {2, std::nullopt}, {3, "old"}, {1, std::nullopt}};
     answer({entry(1, "a"), entry(3), entry(1, "b")});
     EXPECT_EQ(QarMutiResStateRequest(res), 2);
@@ -37,7 +36,7 @@ TEST_F(EventQueryTest, MultiResourceTakesTheFirstAnswerWithAValue) {
     EXPECT_EQ(logged(ANDROID_LOG_ERROR, "failed to get resource value"), 1u);
 }
 
-TEST_F(EventQueryTest, SingleResourceAndThePowerShortcut) {
+TEST_F(FakeServiceTest, SingleResourceAndThePowerShortcut) {
     std::string out = "unchanged";
     answer({entry(9)});
     QarResStateRequest(9, out);
@@ -54,7 +53,7 @@ TEST_F(EventQueryTest, SingleResourceAndThePowerShortcut) {
                                   "2 1 35] text1=none");
 }
 
-TEST_F(EventQueryTest, HistoryJoinsTheExtraTexts) {
+TEST_F(FakeServiceTest, HistoryJoinsTheExtraTexts) {
     std::string out = "before";
     answer({});
     EXPECT_EQ(QarGetHistory(out), -1);
@@ -71,7 +70,7 @@ TEST_F(EventQueryTest, HistoryJoinsTheExtraTexts) {
     EXPECT_EQ(lastSent(), "stateRequest type=11");
 }
 
-TEST_F(EventQueryTest, NumbersAreParsedInBaseTen) {
+TEST_F(FakeServiceTest, NumbersAreParsedInBaseTen) {
     const std::vector<std::tuple<std::string, int32_t, std::string>> cases = {
             {" 42x", 42, ""},
             {"-0017", -17, ""},
@@ -100,7 +99,7 @@ TEST_F(EventQueryTest, NumbersAreParsedInBaseTen) {
     EXPECT_EQ(lastSent(), "stateRequest type=17 [3]");
 }
 
-TEST_F(EventQueryTest, DataSetIsAppended) {
+TEST_F(FakeServiceTest, DataSetIsAppended) {
     std::vector<Resource> out = {{1, "x"}, {2, "y"}};
     answer({entry(3, "a"), entry(4, ""), entry(5, "c")});
     EXPECT_EQ(Qar_fetch_dataset(out), 5);
@@ -111,7 +110,7 @@ TEST_F(EventQueryTest, DataSetIsAppended) {
     EXPECT_EQ(lastSent(), "stateRequest type=16");
 }
 
-TEST_F(EventQueryTest, MissingOrUnparsableAnswersEscapeAsExceptions) {
+TEST_F(FakeServiceTest, MissingOrUnparsableAnswersEscapeAsExceptions) {
     std::vector<Resource> out = {{1, "x"}};
     answer({entry(3, "a"), entry(4)});
     EXPECT_THROW(Qar_fetch_dataset(out), std::bad_optional_access);
@@ -139,7 +138,7 @@ TEST_F(EventQueryTest, MissingOrUnparsableAnswersEscapeAsExceptions) {
 TEST_F(StateQueryTest, StateRequestAppendsAnswers) {
     ResourceList query = {{1, "q"}};
     ResourceList results = {{90, "old"}, {91, "old"}};
-    fake->enqueue("stateRequest", Answer::okData({entry(1, "a,b"), entry(2), entry(3, "c")}));
+    answer({entry(1, "a,b"), entry(2), entry(3, "c")});
     EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), 5);
     ASSERT_EQ(results.size(), 5u);
     EXPECT_EQ(results.front().value, "old");
@@ -149,7 +148,7 @@ TEST_F(StateQueryTest, StateRequestAppendsAnswers) {
     EXPECT_EQ(log.count(ANDROID_LOG_INFO, kTag, "jorv client jorvResStateRequest size 5"), 1u);
 
     // No answers, or a failure: -1 and the results untouched.
-    fake->enqueue("stateRequest", Answer::okData({}));
+    answer({});
     EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
     fake->enqueue("stateRequest", Answer::exception(EX_SECURITY));
     EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
@@ -161,10 +160,7 @@ TEST_F(StateQueryTest, StateRequestAppendsAnswers) {
 TEST_F(StateQueryTest, StateAnswerLargerThanTheReceiveBufferFails) {
     ResourceList warmup;
     ASSERT_NE(jorvHalclient::jorvResCtlRequest(1, warmup, 2), -1);
-    JorvRequestData data;
-    data.id = 7;
-    data.value = std::string(64, 'v');
-    fake->enqueue("stateRequest", Answer::okData(std::vector<JorvRequestData>(15000, data)));
+    answer(std::vector<JorvRequestData>(15000, entry(7, std::string(64, 'v'))));
     ResourceList query = {{1, "q"}};
     ResourceList results;
     EXPECT_EQ(jorvHalclient::jorvResStateRequest(query, 4, results), -1);
@@ -176,13 +172,13 @@ TEST_F(StateQueryTest, StateAnswerLargerThanTheReceiveBufferFails) {
 // the paths alone.
 TEST_F(StateQueryTest, StateQueryIgnoresAValueListOfAnotherLength) {
     Strings results;
-    fake->enqueue("stateRequest", Answer::okData({entry(0, "5", "/a")}));
+    answer({entry(0, "5", "/a")});
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_by_path({"/a", "/b"}, {"1"}, 0, results), 1);
     EXPECT_EQ(lastSent(), "stateRequest type=0 [0@/a] [0@/b] path=zdbdebug");
 }
 
 TEST_F(StateQueryTest, StateQueryByVectorsAppendsByPosition) {
-    fake->enqueue("stateRequest", Answer::okData({entry(0, "1", "/x"), entry(0)}));
+    answer({entry(0, "1", "/x"), entry(0)});
     Strings results = {"kept"};
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_by_path({"/a", "/b"}, {"8", "9"}, 0, results),
               3);
@@ -190,15 +186,14 @@ TEST_F(StateQueryTest, StateQueryByVectorsAppendsByPosition) {
     EXPECT_EQ(lastSent(), "stateRequest type=0 [0=8@/a] [0=9@/b] path=zdbdebug");
     EXPECT_EQ(log.count(ANDROID_LOG_INFO, kTag, "jorv client jorv_res_state_request size 3"), 1u);
 
-    fake->enqueue("stateRequest", Answer::okData({}));
+    answer({});
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_by_path({"/a"}, {}, 0, results), -1);
     EXPECT_EQ(results.size(), 3u);
 }
 
 TEST_F(StateQueryTest, StateQueryByMapSkipsIncompleteAnswersAndOverwrites) {
-    fake->enqueue("stateRequest",
-                  Answer::okData({entry(0, "new", "/a"), entry(0, std::nullopt, "/b"),
-                                  entry(0, "x"), entry(0, "3", "/c")}));
+    answer({entry(0, "new", "/a"), entry(0, std::nullopt, "/b"), entry(0, "x"),
+            entry(0, "3", "/c")});
     PathMap results = {{"/a", "old"}, {"/z", "kept"}};
     EXPECT_EQ(jorvHalclient::jorv_res_state_request_map_by_path({{"/b", "2"}, {"/a", "1"}}, 0,
                                                                 results),

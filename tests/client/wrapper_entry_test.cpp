@@ -1,7 +1,6 @@
 // Notifications through the wrapper end to end against the fake service: which rule switch each
 // one sends (or that it sends none), and what the callers get back.
 
-#include <climits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,9 +29,7 @@ struct NotifyRow {
     std::optional<Rule> sent;  // nullopt: nothing reaches the service
 };
 
-using WrapperEntryTest = EventApiTest;
-
-TEST_F(WrapperEntryTest, NotifyDispatch) {
+TEST_F(FakeServiceTest, NotifyDispatch) {
     const std::vector<int32_t> plainSources = {1, 10, 11, 12, 16, 110, 129, 1000};
     const std::vector<int32_t> sharedSources = {2, 3, 5, 6};
     const std::vector<int32_t> noRule = {INT32_MIN, 0,   4,   7,   13,  17,   101,
@@ -95,7 +92,7 @@ TEST_F(WrapperEntryTest, NotifyDispatch) {
               2u);
 }
 
-TEST_F(WrapperEntryTest, NotifyReturnsZeroWhateverTheServiceSays) {
+TEST_F(FakeServiceTest, NotifyReturnsZeroWhateverTheServiceSays) {
     fake->setDefault("ruleCtl", Answer::serviceSpecific(3));
     EXPECT_EQ(QarNotifyWapper("", 1, 1, 0, 0, 0, ""), 0);
     EXPECT_EQ(fake->callsOf("ruleCtl").size(), 1u);

@@ -101,21 +101,15 @@ private:
     std::shared_ptr<Gate> gate_;
 };
 
-class TransactionLimitTest : public HostBinderTest {
+class TransactionLimitTest : public JorvTest {
 protected:
     void SetUp() override {
         gate_ = std::make_shared<Gate>();
-        service_ = ndk::SharedRefBase::make<GatedJorv>(gate_);
-        ASSERT_TRUE(publish(service_->asBinder(), jorvInstance()));
-        jorv_ = IJorv::fromBinder(
-                ndk::SpAIBinder(AServiceManager_checkService(jorvInstance().c_str())));
-        ASSERT_NE(jorv_, nullptr);
+        serveFrom(Where::kInProcess, ndk::SharedRefBase::make<GatedJorv>(gate_));
     }
     void TearDown() override { gate_->open(); }
 
     std::shared_ptr<Gate> gate_;
-    std::shared_ptr<GatedJorv> service_;
-    std::shared_ptr<IJorv> jorv_;
 };
 
 // A request bigger than the service's buffer fails; one-way calls may hold half of it while the

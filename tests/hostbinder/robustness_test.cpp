@@ -91,7 +91,8 @@ TEST_F(RobustnessTest, AbusivePeersHurtOnlyThemselves) {
     const AbuseCase cases[] = {
             {"garbage", Bytes(64, 0xa5), Outcome::kClosed},
             {"hugeSize", header(0xffffffffu, wire::kTransaction), Outcome::kClosed},
-            {"sizeJustOverTheLimit", header((16u << 20) + 8, wire::kTransaction), Outcome::kClosed},
+            {"sizeJustOverTheLimit", header(wire::kMaxFrameSize + 8, wire::kTransaction),
+             Outcome::kClosed},
             {"sizeSmallerThanHeader", header(4, wire::kTransaction), Outcome::kClosed},
             {"unknownFrameType", patched<uint32_t>(ping(), 4, 77), Outcome::kClosed},
             {"transactionShorterThanItsHeader",
@@ -315,8 +316,7 @@ protected:
     // `count` peers that send nothing more; every hundredth stalls inside a frame, with half a
     // header or with 16 bytes of one announced at the largest size.
     void connectIdlePeers(int count, std::vector<std::unique_ptr<RawConnection>>* idle) {
-        Bytes stall;
-        put(stall, wire::FrameHeader{16u << 20, wire::kTransaction});
+        Bytes stall = header(wire::kMaxFrameSize, wire::kTransaction);
         put<uint64_t>(stall, 1);
         const Bytes halfHeader(stall.begin(), stall.begin() + 3);
         for (int i = 0; i < count; ++i) {
@@ -361,8 +361,7 @@ TEST_F(HostilePeerTest, HoardersAndAPeerThatNeverReadsCostLittle) {
         for (int first = 0; first < kCalls; first += kBatch) {
             Bytes batch;
             for (int i = first; i < first + kBatch; ++i) {
-                const Bytes ping = transactionFrame(i + 1, wire::kRootObjectId, kPing, {});
-                batch.insert(batch.end(), ping.begin(), ping.end());
+                batch = join(std::move(batch), ping(i + 1));
             }
             if (const int err = flooder->sendAll(batch); err != 0) {
                 stoppedBy->store(err);

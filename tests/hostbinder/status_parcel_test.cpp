@@ -96,11 +96,15 @@ TEST_P(StatusTest, GettersDescriptionAndHeaderRoundTrip) {
     EXPECT_EQ(back.getExceptionCode(), c.exception);
     EXPECT_EQ(back.getServiceSpecificError(), c.serviceSpecific);
     EXPECT_STREQ(back.getMessage(), c.message);
-    AStatus_delete(nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(AStatus, StatusTest, ::testing::ValuesIn(kStatusCases),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Like free(), deleting no status at all is harmless.
+TEST(StatusDeleteTest, AcceptsNull) {
+    AStatus_delete(nullptr);
+}
 
 // --- Values ---------------------------------------------------------------------------------
 

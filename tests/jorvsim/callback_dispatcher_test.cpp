@@ -2,11 +2,11 @@
 // itself, and is dropped once stuck too long.
 #include <chrono>
 #include <functional>
-#include <thread>
 #include <vector>
 
 #include "CallbackDispatcher.h"
 #include "support/ModelTest.h"
+#include "support/WaitFor.h"
 
 namespace jorvsimtest {
 namespace {
@@ -64,11 +64,7 @@ TEST(CallbackDispatcherTest, HungListenerDelaysOnlyItselfAndOrderHoldsPerClient)
     EXPECT_FALSE(dispatcher.stop());
     EXPECT_EQ(dispatcher.threads(), 1u);
     stuck->release();
-    const auto deadline = std::chrono::steady_clock::now() + kTimeout;
-    while (dispatcher.threads() > 0 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::yield();
-    }
-    EXPECT_EQ(dispatcher.threads(), 0u);
+    EXPECT_TRUE(qartest::waitFor([&] { return dispatcher.threads() == 0; }, kTimeout));
     EXPECT_EQ(reports->calls().size(), 8u);
     EXPECT_EQ(ids(stuck->calls()), (std::vector<int32_t>{1}));
     EXPECT_TRUE(drops->calls().empty());

@@ -76,8 +76,8 @@ protected:
 };
 
 TEST_F(ServiceProcessTest, ServesRequestsCallsListenersBackAndStopsOnSigterm) {
-    char trace[] = "/tmp/jorvsim-trace-XXXXXX";
-    ASSERT_GE(mkstemp(trace), 0);
+    const SimProcess scratch;  // for the directory it owns
+    const std::string trace = scratch.dir() + "/trace.json";
     startService({"--trace", trace});
 
     int32_t first = -1;
@@ -215,7 +215,9 @@ TEST_F(ServiceProcessTest, KilledServiceLeavesItsTimeline) {
 
     std::string script = __FILE__;
     script = script.substr(0, script.rfind("/tests/")) + "/tools/jorv-sim/merge-traces.py";
-    ASSERT_EQ(system(("python3 " + script + " " + merged + " " + trace).c_str()), 0);
+    SimProcess merge("/usr/bin/python3", {script, merged, trace}, scratch.dir());
+    ASSERT_TRUE(merge.spawn());
+    ASSERT_EQ(merge.waitExit(), 0);
     const Timeline timeline = readTrace(merged);
     EXPECT_EQ(timeline.processName(getpid()), "client " + std::to_string(getpid()));
     const auto counters = timeline.named("C", "resource 0x40800000");

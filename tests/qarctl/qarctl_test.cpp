@@ -10,7 +10,6 @@
 #include <chrono>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Reasons.h"
@@ -177,17 +176,14 @@ TEST(QarctlTest, OptionsAndExplainNeedNoService) {
 
 // Whether `pid` runs more than one thread: by then qarctl has its signals blocked.
 bool waitForThreads(pid_t pid) {
-    const auto deadline = std::chrono::steady_clock::now() + kLongTimeout;
-    while (std::chrono::steady_clock::now() < deadline) {
+    return qartest::waitFor([pid] {
         int threads = 0;
         if (DIR* tasks = opendir(("/proc/" + std::to_string(pid) + "/task").c_str())) {
             while (const dirent* entry = readdir(tasks)) threads += entry->d_name[0] != '.';
             closedir(tasks);
         }
-        if (threads > 1) return true;
-        std::this_thread::yield();
-    }
-    return false;
+        return threads > 1;
+    });
 }
 
 // The listener's own line for a registration the service accepted.

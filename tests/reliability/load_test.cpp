@@ -2,12 +2,10 @@
 // one-way acquisitions that the service cannot keep up with must not hold up anyone else.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <iostream>
 #include <set>
 #include <thread>
 
-#include "JorvHalclient.h"
 #include "QarEventApi.h"
 #include "client/support/ServiceEnv.h"
 #include "reliability/support/MixedCalls.h"

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
+#include <iterator>
 #include <memory>
 
 #include "QarEventApi.h"
@@ -28,9 +29,8 @@ struct CycleKind {
     int callsBeforeKill;
 };
 const CycleKind kCycleKinds[] = {{{}, 120}, {{"--delay-ms", "2"}, 120}, {{}, 0}};
-constexpr int kCycleKindCount = sizeof(kCycleKinds) / sizeof(kCycleKinds[0]);
+constexpr int kCycleKindCount = std::size(kCycleKinds);
 constexpr int kCallsAtEnd = 120;
-constexpr auto kSettleTimeout = std::chrono::seconds(30);
 
 class ServiceRestartTest : public SimTest {
 protected:
@@ -83,15 +83,12 @@ TEST_F(ServiceRestartTest, KilledAndRestartedUnderMixedLoad) {
     // Both connections serve again, and nothing of the dead instances is left behind.
     EXPECT_TRUE(healthyRound(1));
     Census now;
-    EXPECT_TRUE(qartest::waitFor(
-            [&] {
-                now = takeCensus();
-                return now.fds <= baseline.fds && now.otherThreads <= baseline.otherThreads &&
-                       now.runtimeThreads <= baseline.runtimeThreads &&
-                       now.poolThreads <= kPoolThreadCap;
-            },
-            std::chrono::duration_cast<std::chrono::milliseconds>(kSettleTimeout)))
-            << "now " << toString(now) << "; before " << toString(baseline);
+    const bool settled = qartest::waitFor([&] {
+        now = takeCensus();
+        return now.fds <= baseline.fds && now.otherThreads <= baseline.otherThreads &&
+               now.runtimeThreads <= baseline.runtimeThreads && now.poolThreads <= kPoolThreadCap;
+    });
+    EXPECT_TRUE(settled) << "now " << toString(now) << "; before " << toString(baseline);
 }
 
 }  // namespace

@@ -143,7 +143,7 @@ Answer FakeJorv::answerScripted(Call call, Answer answer) {
     }
     call.answer = answer;
     std::lock_guard<std::mutex> lock(mMutex);
-    mAnswered.push_back(std::move(call));
+    if (mRecording) mAnswered.push_back(std::move(call));
     return answer;
 }
 

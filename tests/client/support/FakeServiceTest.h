@@ -95,6 +95,4 @@ public:
     LogCapture log;
 };
 
-using EventApiTest = FakeServiceTest;
-
 }  // namespace qartest

@@ -4,22 +4,12 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <thread>
 
 #include "halclient/CallbackRegistries.h"
 #include "halclient/JorvHalConnection.h"
 #include "qar/QarHalConnection.h"
 
 namespace qartest {
-
-bool waitFor(const std::function<bool()>& predicate, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!predicate()) {
-        if (std::chrono::steady_clock::now() > deadline) return predicate();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 ServiceEnv::ServiceEnv() {
     char pattern[] = "/tmp/qar-client-test-XXXXXX";

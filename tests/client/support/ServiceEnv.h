@@ -2,20 +2,15 @@
 
 #include <hostbinder/control.h>
 
-#include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "support/FakeJorv.h"
+#include "support/WaitFor.h"
 
 namespace qartest {
 
 inline constexpr const char kInstance[] = "vendor.vemra.hardware.jorv.IJorv/default";
-
-// Polls `predicate` until it holds or `timeout` passes; returns its last value.
-bool waitFor(const std::function<bool()>& predicate,
-             std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
 // A private service directory for one test, the fake service published in it, and a library
 // whose connections start and end the test disconnected.
@@ -34,6 +29,7 @@ public:
     // Makes the published service die for its clients.
     void kill() { HostBinder_killService(kInstance); }
     const std::shared_ptr<FakeJorv>& fake() const { return mFake; }
+    const std::string& dir() const { return mDir; }
 
     HostBinderLookupCounts lookups() const {
         HostBinderLookupCounts counts{};

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "support/echo_jorv.h"
 #include "support/test_env.h"
@@ -23,9 +24,12 @@ inline std::string whereName(const ::testing::TestParamInfo<Where>& info) {
 
 class JorvTest : public HostBinderTest {
 protected:
-    void serveFrom(Where where) {
+    // In this process `service` is served (a plain EchoJorv when none is given); a child process
+    // always serves its own EchoJorv.
+    void serveFrom(Where where, std::shared_ptr<EchoJorv> service = nullptr) {
         if (where == Where::kInProcess) {
-            local_service_ = ndk::SharedRefBase::make<EchoJorv>();
+            local_service_ =
+                    service != nullptr ? std::move(service) : ndk::SharedRefBase::make<EchoJorv>();
             ASSERT_TRUE(publish(local_service_->asBinder(), instance_));
             service_pid_ = getpid();
         } else {

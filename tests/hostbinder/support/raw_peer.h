@@ -18,7 +18,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -127,7 +126,9 @@ public:
         Bytes frame(kFrameHeaderSize);
         while (readExactly(frame.data(), kFrameHeaderSize, deadline)) {
             const auto header = peek<wire::FrameHeader>(frame, 0);
-            if (header.size < kFrameHeaderSize || header.size > (64u << 20)) return std::nullopt;
+            if (header.size < kFrameHeaderSize || header.size > wire::kMaxFrameSize) {
+                return std::nullopt;
+            }
             frame.resize(header.size);
             if (!readExactly(frame.data() + kFrameHeaderSize, header.size - kFrameHeaderSize,
                              deadline)) {

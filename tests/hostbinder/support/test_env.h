@@ -14,22 +14,12 @@
 #include <thread>
 #include <vector>
 
+#include "support/WaitFor.h"
+
 namespace hbtest {
 
-// Sanitizer builds on a 2-core host can be very slow; a timeout here only bounds how long a
-// broken runtime keeps a test hanging, it never decides a pass.
-inline constexpr std::chrono::milliseconds kLongTimeout{30000};
-
-// Polls `pred` until it holds or `timeout` passes; returns its last value.
-template <typename Pred>
-bool waitFor(Pred&& pred, std::chrono::milliseconds timeout = kLongTimeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!pred()) {
-        if (std::chrono::steady_clock::now() >= deadline) return pred();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+using qartest::kLongTimeout;
+using qartest::waitFor;
 
 // Open descriptors / live threads of a process (this one by default), from /proc.
 int countFds(pid_t pid = 0);

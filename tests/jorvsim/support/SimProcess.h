@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "support/WaitFor.h"
+
 namespace jorvsimtest {
 
-// Slow sanitizer builds on a loaded 2-core host: a timeout only bounds how long a broken service
-// keeps a test hanging, it never decides a pass.
-inline constexpr std::chrono::milliseconds kLongTimeout{30000};
+using qartest::kLongTimeout;
 
 // Matches a line that starts with `prefix` and holds `part`.
 inline std::function<bool(const std::string&)> lineWith(std::string prefix, std::string part = "") {

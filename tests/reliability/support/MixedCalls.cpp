@@ -53,8 +53,8 @@ Result byCount(int64_t value) {
     return value == 0 ? Result{Outcome::kUnexpected, 0} : byValue(value);
 }
 
-Result done(int64_t value = 0, int64_t expected = 0) {
-    return {value == expected ? Outcome::kAnswered : Outcome::kUnexpected, value};
+Result done(int64_t value = 0) {
+    return {value == 0 ? Outcome::kAnswered : Outcome::kUnexpected, value};
 }
 
 // The count is shared: the library may keep this object (and call it) after the run ends.
@@ -294,8 +294,8 @@ bool MixedCalls::runOne(Worker& worker, const Op& op) {
     }
     slot.startedNs = 0;
     if (result.outcome == Outcome::kSkipped) return false;
-    if (!problem.empty()) {
-    } else if (result.outcome == Outcome::kUnexpected) {
+    // A call that threw left `result` unexpected, and `problem` already says why.
+    if (problem.empty() && result.outcome == Outcome::kUnexpected) {
         problem = "returned " + std::to_string(result.value);
     } else if (result.outcome == Outcome::kFailed && !mOptions.failuresAllowed) {
         problem = "failed (" + std::to_string(result.value) + ") against a healthy service";

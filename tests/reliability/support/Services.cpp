@@ -1,9 +1,6 @@
 #include "Services.h"
 
-#include <hostbinder/control.h>
 #include <signal.h>
-
-#include "client/support/ServiceEnv.h"
 
 namespace qarrel {
 
@@ -15,9 +12,7 @@ void answerLikeAService(qartest::FakeJorv& fake) {
 }
 
 ::testing::AssertionResult SimTest::startSim(const std::vector<std::string>& args) {
-    std::string dir(HostBinder_getServiceDir(nullptr, 0) + 1, '\0');
-    dir.resize(HostBinder_getServiceDir(dir.data(), dir.size()));
-    mSim = std::make_unique<jorvsimtest::SimProcess>(dir, args);
+    mSim = std::make_unique<jorvsimtest::SimProcess>(mEnv.dir(), args);
     return mSim->start();
 }
 
